@@ -1,0 +1,167 @@
+// Configuration roots and the store of global variables.
+#include "cm_hal_unix.h"
+
+#include "cm_common.h"
+#include "cm_kernel.h"
+#include "cm_trace.h"
+
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <fnmatch.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+int i_GET_ROOT_FOR_INI(const char* cpIdentifier, char* cpValue, int iLengthValue, char* cpMsg,
+                       int iLengthMsg)
+{
+    char szArray[3][128] = {"/etc/tarvo2000.ini", "/etc/opt/tarvo/tarvo.ini", ""};
+    int iFALLBACK_ARRAY_ELEMENTS = 1;
+    const char* cpEnvironment = getenv("TARVO_INI");
+    if (cpEnvironment != nullptr) {
+        v_COPY(szArray[2], sizeof(szArray[2]), cpEnvironment);
+        iFALLBACK_ARRAY_ELEMENTS = 2;
+    }
+    for (int i = iFALLBACK_ARRAY_ELEMENTS; i >= 0; i--) {
+        if (i_GetPrivateProfileString(szArray[i], "", cpIdentifier, cpValue, iLengthValue, cpMsg,
+                                      iLengthMsg))
+            return 1;
+    }
+    v_COPY(cpValue, iLengthValue > 0 ? (size_t)iLengthValue : 0, "");
+    v_JOIN(cpMsg, iLengthMsg > 0 ? (size_t)iLengthMsg : 0,
+           "i_GET_ROOT_FOR_INI: NO TARVO CONFIGURATION FILE FOUND: ",
+           szArray[iFALLBACK_ARRAY_ELEMENTS - 1], "");
+    return 0;
+}
+
+// Deletes every file of the directory cpDirName (used as a prefix) that matches cpPattern.
+static void vDeleteMatching(const char* cpDirName, const char* cpPattern)
+{
+    DIR* dir_pointer = opendir(cpDirName);
+    if (dir_pointer == nullptr) {
+        fprintf(stderr, "glbv: Error in opendir( %s ): %s\n", cpDirName, strerror(errno));
+        return;
+    }
+    while (const struct dirent* strDp = readdir(dir_pointer)) {
+        char szPath[1024];
+        if (strcmp(strDp->d_name, ".") == 0 || strcmp(strDp->d_name, "..") == 0 ||
+            fnmatch(cpPattern, strDp->d_name, 0) != 0)
+            continue;
+        v_JOIN(szPath, sizeof(szPath), cpDirName, strDp->d_name, "");
+        unlink(szPath);
+    }
+    closedir(dir_pointer);
+}
+
+// Writes cpValue as the whole content of cpFile. On failure cpValue becomes the error text, which
+// goes to the protocol too, and a line is printed on standard error.
+static void vWriteVariable(const char* cpFile, const char* cpName, char* cpValue)
+{
+    const int iFhd = open(cpFile, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (iFhd >= 0) {
+        const size_t uiLength = strlen(cpValue);
+        const bool bWritten = write(iFhd, cpValue, uiLength) == (ssize_t)uiLength;
+        if (close(iFhd) == 0 && bWritten)
+            return;
+    }
+    const int iErrno = errno;
+    fprintf(stderr, "glbv() write %s failed: %s (%d)\n", cpFile, strerror(iErrno), iErrno);
+    snprintf(cpValue, iGLBV_VALUE_SIZE, "?? GLBV %s cannot be created: %s", cpName,
+             strerror(iErrno));
+    PROT("Error: GLBV: %s", cpValue);
+}
+
+// Joins the lines of fdIn into szBuf; a text that does not fit ends with the mark ">".
+// Returns the number of lines read, those beyond the mark not counted.
+static int iJoinLines(FILE* fdIn, char* cpLine, char (&szBuf)[iGLBV_VALUE_SIZE])
+{
+    int iLines = 0;
+    size_t uiCollected = 0;
+    while (fgets(cpLine, iGLBV_VALUE_SIZE - 1, fdIn) != nullptr) {
+        iLines++;
+        const size_t uiLength = i_CUT_LINE_FEED(cpLine);
+        if (uiLength >= sizeof(szBuf) - uiCollected) {
+            cpLine[sizeof(szBuf) - 1 - uiLength] = '\0';
+            v_APPEND(szBuf, sizeof(szBuf), cpLine);
+            szBuf[sizeof(szBuf) - 2] = '>';
+            break;
+        }
+        v_COPY(szBuf + uiCollected, sizeof(szBuf) - uiCollected, cpLine);
+        uiCollected += uiLength;
+    }
+    return iLines;
+}
+
+// Reads cpFile into cpValue, which becomes the error text when there is nothing to read.
+static void vReadVariable(const char* cpFile, const char* cpName, char* cpValue)
+{
+    char szBuf[iGLBV_VALUE_SIZE] = "";
+    FILE* fdIn = fopen(cpFile, "r+");
+    if (fdIn == nullptr) {
+        const int iErrno = errno;
+        v_JOIN(cpValue, iGLBV_VALUE_SIZE, "?? GLBV ", cpName, " not existing");
+        if (iErrno != ENOENT) {
+            fprintf(stderr, "glbv() read %s failed: %s (%d)\n", cpFile, strerror(iErrno), iErrno);
+            v_APPEND(cpValue, iGLBV_VALUE_SIZE, ": ");
+            v_APPEND(cpValue, iGLBV_VALUE_SIZE, strerror(iErrno));
+            PROT("Error: GLBV: %s", cpValue);
+        }
+        return;
+    }
+    const int iLines = iJoinLines(fdIn, cpValue, szBuf);
+    fclose(fdIn);
+    if (iLines > 0) {
+        v_COPY(cpValue, iGLBV_VALUE_SIZE, szBuf);
+        return;
+    }
+    fprintf(stderr, "glbv() read failed: empty file\n");
+    v_JOIN(cpValue, iGLBV_VALUE_SIZE, "?? GLBV ", cpName, " not existing");
+}
+
+char* glbv(char cFunction, char* cpGlbvName, char* cpGlbvValue)
+{
+    char szAux[256] = "";
+    char szMsg[256] = "";
+    char file[256];
+    for (char* cpPos = cpGlbvName; *cpPos != '\0'; cpPos++) {
+        if (*cpPos == '\\' || *cpPos == '/')
+            *cpPos = '_';
+    }
+    if (i_READ_INI("KQ_INI", "[Pathes]", "gv_rw_glbv", szAux, sizeof(szAux), szMsg,
+                   sizeof(szMsg)) != 1) {
+        v_APPEND(szAux, sizeof(szAux), " error reading kq_ini");
+        snprintf(cpGlbvValue, iGLBV_VALUE_SIZE,
+                 c_IN_LANGUAGE("Fatal software error FILE=%s LINE=%d (%s)",
+                               "Fataler Software Fehler FILE=%s ZEILE=%d (%s)",
+                               "do is a ganz a groba Fälla in FILE=%s ZEILE=%d (%s)",
+                               "Fatal software error FILE=%s LINE=%d (%s)"),
+                 "../cm_hal_unix", 249, szAux);
+        return cpGlbvValue;
+    }
+    v_JOIN(file, sizeof(file), szAux, cpGlbvName, ".sgv");
+    switch (cFunction) {
+    case 'd':
+        if (strchr(cpGlbvName, '*') != nullptr)
+            vDeleteMatching(szAux, cpGlbvName);
+        else
+            unlink(file);
+        return cpGlbvName;
+    case 'w':
+        vWriteVariable(file, cpGlbvName, cpGlbvValue);
+        break;
+    case 'r':
+    case 'R':
+        vReadVariable(file, cpGlbvName, cpGlbvValue);
+        if (cFunction == 'R')
+            unlink(file);
+        break;
+    default:
+        snprintf(cpGlbvValue, iGLBV_VALUE_SIZE,
+                 c_IN_LANGUAGE("?? invalid service %c", "?? ungültiger Parameter %c",
+                               "?? ungültiga Parameter %c", "?? Le Parametre %c est erroné"),
+                 cFunction);
+    }
+    return cpGlbvValue;
+}

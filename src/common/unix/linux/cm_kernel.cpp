@@ -1,0 +1,275 @@
+// Access to the product's main configuration by key, resolution of symbolic paths, the protocol
+// log, and the time stamps and text splitting that it is made of.
+#include "cm_kernel.h"
+
+#include "cm_common.h"
+#include "cm_hal_unix.h"
+
+#include <errno.h>
+#include <limits.h>
+#include <stdarg.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <string.h>
+#include <time.h>
+#include <unistd.h>
+
+int i_READ_INI(const char* cpIdentifier, const char* cpSection, const char* cpKey, char* cpValue,
+               int iLengthValue, char* cpMsg, int iLengthMsg)
+{
+    char szReturnValue[1024] = "";
+    char szTmp[256];
+    const size_t uiLengthValue = iLengthValue > 0 ? (size_t)iLengthValue : 0;
+    v_COPY(cpValue, uiLengthValue, "");
+    v_COPY(szTmp, sizeof(szTmp),
+           cpIdentifier == nullptr || cpIdentifier[0] == '\0' ? "KQ_INI" : cpIdentifier);
+    if (i_GET_ROOT_FOR_INI(szTmp, szReturnValue, sizeof(szReturnValue), cpMsg, iLengthMsg) == 1 &&
+        i_GetPrivateProfileString(szReturnValue, cpSection, cpKey, szReturnValue,
+                                  sizeof(szReturnValue), szTmp, sizeof(szTmp)) == 1) {
+        v_COPY(cpValue, uiLengthValue, szReturnValue);
+        return 1;
+    }
+    v_JOIN(cpMsg, iLengthMsg > 0 ? (size_t)iLengthMsg : 0, "i_READ_INI: ", szTmp, "");
+    return 0;
+}
+
+int resolve_path(char* cpOrigPath, int iLength)
+{
+    char szOrigPath[1024];
+    char szAux[1024];
+    char szMsg[256];
+    v_COPY(szOrigPath, sizeof(szOrigPath), cpOrigPath);
+    char* cpColon = strchr(szOrigPath, ':');
+    const char* cpFileName = "";
+    if (cpColon != nullptr) {
+        *cpColon = '\0';
+        cpFileName = cpColon + 1;
+    }
+    if (i_READ_INI("KQ_INI", "[Pathes]", szOrigPath, szAux, sizeof(szAux), szMsg, sizeof(szMsg)) ==
+        1) {
+        const size_t uiLength = iLength > 0 ? (size_t)iLength : 0;
+        v_COPY(cpOrigPath, uiLength, szAux);
+        v_APPEND(cpOrigPath, uiLength, cpFileName);
+    }
+    return 1;
+}
+
+// Position of the text in a protocol format, behind the tag and one blank.
+static const size_t uiTAG_SIZE = 12;
+static const size_t uiTEXT_START = 13;
+
+// One message on its way into the protocol file.
+struct PROT_MESSAGE {
+    FILE* fpProt;
+    char szTime[iTIME_SIZE];
+    char szPrefix[20];
+    int iPid;
+};
+
+// Says on standard error and in the protocol that a text of iNeeded characters was cut to fit a
+// buffer of iSize bytes.
+static void vReportShortened(const PROT_MESSAGE* pMessage, int iSize, int iNeeded)
+{
+    char szLine[256];
+    snprintf(szLine, sizeof(szLine),
+             "%s %s[%6d]: Error: The following output was shortened (%d <> %d)\n", pMessage->szTime,
+             "E999-BASICS ", pMessage->iPid, iSize, iNeeded);
+    fputs(szLine, stderr);
+    fputs(szLine, pMessage->fpProt);
+}
+
+// Reports a format whose tag holds a conversion or which is too short to hold a text.
+static void vCheckFormat(const PROT_MESSAGE* pMessage, const char* cpFormat)
+{
+    const char* cpPercent = strchr(pMessage->szPrefix, '%');
+    char szWhat[3072];
+    if (cpPercent != nullptr)
+        snprintf(szWhat, sizeof(szWhat), "prefix with format argument '%.2s': >%s<\n", cpPercent,
+                 pMessage->szPrefix);
+    else if (strlen(cpFormat) < uiTEXT_START)
+        snprintf(szWhat, sizeof(szWhat), "format tag is too short: >%s< (%d < %d)\n", cpFormat,
+                 (int)strlen(cpFormat), (int)uiTEXT_START);
+    else
+        return;
+    fprintf(stderr, "PROT: WARNING: %s%s", cpPercent != nullptr ? "invalid usage of PROT: " : "",
+            szWhat);
+    fprintf(pMessage->fpProt, "%s W999-BASICS [%6d]: Invalid usage of PROT: %s", pMessage->szTime,
+            pMessage->iPid, szWhat);
+}
+
+// Writes cpText line by line; the first line brings its heading along. Each line goes out with one
+// write, because other programs append to the same file.
+static void vWriteLines(const PROT_MESSAGE* pMessage, const char* cpText)
+{
+    const char* cpLine = cm_strtok(cpText, '\n');
+    fprintf(pMessage->fpProt, "%s\n", cpLine);
+    fflush(pMessage->fpProt);
+    while ((cpLine = cm_strtok(nullptr, '\n')) != nullptr) {
+        fprintf(pMessage->fpProt, "%s %s[%6d]: %s\n", pMessage->szTime, pMessage->szPrefix,
+                pMessage->iPid, cpLine);
+        fflush(pMessage->fpProt);
+    }
+}
+
+// Fills in the name of the protocol file. Returns 0, after a line on standard error, when the
+// product has none, otherwise 1.
+static int iProtocolFile(char (&fn)[iGLBV_VALUE_SIZE])
+{
+    char szName[] = "gv_prot";
+    if (glbv('r', szName, fn)[0] != '?')
+        return 1;
+    fputs("\nNo gv_prot defined! kq_start_all necessary!\n", stderr);
+    return 0;
+}
+
+// The format is put together from the caller's, so that conversions in the tag take their arguments
+// in order; its parts were checked where PROT is called.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+
+static void vExpandMessage(const PROT_MESSAGE* pMessage, const char* cpFormat, va_list vaArguments)
+{
+    char szFormat[2560];
+    char szOutput[5120] = "";
+    const char* cpText = strlen(cpFormat) < uiTEXT_START ? "" : cpFormat + uiTEXT_START;
+    int iNeeded = snprintf(szFormat, sizeof(szFormat), "%s %s[%6d]: %s", pMessage->szTime,
+                           pMessage->szPrefix, pMessage->iPid, cpText);
+    if (iNeeded < 0 || iNeeded >= (int)sizeof(szFormat))
+        vReportShortened(pMessage, sizeof(szFormat), iNeeded);
+    iNeeded = vsnprintf(szOutput, sizeof(szOutput), szFormat, vaArguments);
+    if (iNeeded < 0 || iNeeded >= (int)sizeof(szOutput))
+        vReportShortened(pMessage, sizeof(szOutput), iNeeded);
+    vWriteLines(pMessage, szOutput);
+}
+
+#pragma GCC diagnostic pop
+
+void PROT(const char* cpFormat, ...)
+{
+    // The store reports its own failures here, and the name of the file comes from the store.
+    static bool bActive = false;
+    char fn[iGLBV_VALUE_SIZE] = "";
+    char cFileBuffer[8192];
+    PROT_MESSAGE strMessage = {nullptr, ".", "", getpid()};
+    if (bActive)
+        return;
+    bActive = true;
+    if (iProtocolFile(fn) && (strMessage.fpProt = fopen(fn, "a")) != nullptr) {
+        va_list vaArguments;
+        setvbuf(strMessage.fpProt, cFileBuffer, _IOFBF, sizeof(cFileBuffer));
+        time_get(strMessage.szTime)[19] = '\0';
+        v_COPY(strMessage.szPrefix, uiTAG_SIZE + 1, cpFormat);
+        vCheckFormat(&strMessage, cpFormat);
+        va_start(vaArguments, cpFormat);
+        vExpandMessage(&strMessage, cpFormat, vaArguments);
+        va_end(vaArguments);
+        fclose(strMessage.fpProt);
+    }
+    bActive = false;
+}
+
+// Adds iAmount to the field *ipField of a broken-down time, staying inside int.
+static void vAddTime(int* ipField, int64_t iAmount)
+{
+    const int64_t iSum = *ipField + iAmount;
+    *ipField = iSum > INT_MAX ? INT_MAX : iSum < INT_MIN ? INT_MIN : (int)iSum;
+}
+
+// Takes an absolute time from the start of cpTime, if there is one, and cuts it off the request.
+static void vTakeAbsoluteTime(char* cpTime, struct tm* pTime)
+{
+    struct tm tmRead = {};
+    if (cpTime[0] < '1' || cpTime[0] > '9' || strlen(cpTime) <= 19 || cpTime[4] != '-' ||
+        cpTime[7] != '-' || cpTime[10] != ' ' || cpTime[13] != ':')
+        return;
+    sscanf(cpTime, "%04d-%02d-%02d %02d:%02d:%02d", &tmRead.tm_year, &tmRead.tm_mon,
+           &tmRead.tm_mday, &tmRead.tm_hour, &tmRead.tm_min, &tmRead.tm_sec);
+    tmRead.tm_year -= 1900;
+    tmRead.tm_mon -= 1;
+    tmRead.tm_isdst = -1;
+    *pTime = tmRead;
+    for (const char* cpRequest = cpTime + 20; (*cpTime++ = *cpRequest++) != '\0';) {
+    }
+}
+
+// Adds what the request cpTime asks for.
+static void vApplyRequest(const char* cpTime, struct tm* pTime)
+{
+    int iAmount = 0;
+    int* ipField = nullptr;
+    switch (cpTime[0]) {
+    case 'D':
+    case 'T':
+    case 'Y':
+        ipField = &pTime->tm_mday;
+        break;
+    case 'H':
+        ipField = &pTime->tm_hour;
+        break;
+    case 'M':
+        ipField = &pTime->tm_min;
+        break;
+    case 'S':
+        ipField = &pTime->tm_sec;
+        break;
+    default:
+        return;
+    }
+    if (cpTime[0] == 'T')
+        iAmount = 1;
+    else if (cpTime[0] == 'Y')
+        iAmount = -1;
+    else if (sscanf(cpTime + 1, " %d", &iAmount) != 1)
+        return;
+    vAddTime(ipField, iAmount);
+    pTime->tm_isdst = -1;
+}
+
+char* time_get(char* cpTime)
+{
+    time_t tNow = time(nullptr);
+    struct tm tmTime = *localtime(&tNow);
+    vTakeAbsoluteTime(cpTime, &tmTime);
+    vApplyRequest(cpTime, &tmTime);
+    errno = 0;
+    if (mktime(&tmTime) == (time_t)-1 && errno != 0) {
+        tNow = INT32_MAX;
+        tmTime = *localtime(&tNow);
+    }
+    // A year beyond 9999 makes the text longer than the answer; it is cut then.
+    char szAnswer[64] = "";
+    if (cpTime[0] == 'I')
+        strftime(szAnswer, sizeof(szAnswer), "%Y%m%d%H%M%S", &tmTime);
+    else
+        strftime(szAnswer, sizeof(szAnswer), "%Y-%m-%d %H:%M:%S %a", &tmTime);
+    v_COPY(cpTime, iTIME_SIZE, szAnswer);
+    return cpTime;
+}
+
+char* cm_strtok(const char* cpInstring, char cDelim)
+{
+    static char szCopy[8192];
+    static size_t uiLength;
+    static size_t uiPosition;
+    if (cpInstring != nullptr) {
+        const int iMax = (int)sizeof(szCopy) - 1;
+        if (strlen(cpInstring) > sizeof(szCopy) - 1)
+            fprintf(stderr,
+                    "string shortend to %d chars bcs. of string overflow: strlen(%s) > %d\n", iMax,
+                    cpInstring, iMax);
+        v_COPY(szCopy, sizeof(szCopy), cpInstring);
+        uiLength = strlen(szCopy);
+        uiPosition = 0;
+        for (size_t i = 0; i < uiLength; i++) {
+            if (szCopy[i] == cDelim)
+                szCopy[i] = '\0';
+        }
+        return szCopy;
+    }
+    uiPosition += strlen(szCopy + uiPosition) + 1;
+    if (uiPosition > uiLength) {
+        uiPosition = uiLength;
+        return nullptr;
+    }
+    return szCopy + uiPosition;
+}
