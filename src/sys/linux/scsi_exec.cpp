@@ -1,0 +1,186 @@
+// The one road to a device: sends a command through the generic SCSI driver and reads the answer.
+#include "mvk.h"
+
+#include "cm_common.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <scsi/sg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+static const int iHEADER_SIZE = sizeof(struct sg_header);
+
+// One command on its way, and where its answer goes.
+struct SCSI_REQUEST {
+    const unsigned char* cpCDB;
+    int iCDBSize;
+    unsigned char* cpBuf;
+    int iBufSize;
+    int iReport;
+    int iFD;
+    unsigned char* szIO;     // header, CDB and a copy of the data, iCDBSize + iBufSize + 36 bytes
+    unsigned char* szAnswer; // header and data as read, iBufSize + 36 bytes
+};
+
+void* xmalloc(int iSize)
+{
+    void* pMemory = malloc(iSize > 0 ? (size_t)iSize : 1);
+    if (pMemory == nullptr)
+        printf("cannot allocate %d bytes of memory\n", iSize);
+    return pMemory;
+}
+
+// The longest time a command may take, in milliseconds.
+static int iTimeoutOf(unsigned char cOpcode)
+{
+    switch (cOpcode) {
+    case 0xA5: // MOVE MEDIUM
+    case 0x1B: // LOAD UNLOAD
+        return 120000;
+    case 0x12: // INQUIRY
+        return 2000;
+    default:
+        return 10000;
+    }
+}
+
+// The driver takes the number as its own ticks; the devices served here have always been given
+// milliseconds.
+static void vSetTimeout(const SCSI_REQUEST* pRequest)
+{
+    int iTimeout_ms = iTimeoutOf(pRequest->cpCDB[0]);
+    if (ioctl(pRequest->iFD, SG_SET_TIMEOUT, &iTimeout_ms) < 0)
+        printf("iLinuxScsiCmd() fail to set timeout=%d ms to %s\n", iTimeout_ms, gszDev);
+    if (pRequest->iReport == 2)
+        printf("iLinuxScsiCmd() timeout=%d ms for %s\n", iTimeout_ms, gszDev);
+}
+
+// Writes header and CDB; data behind them is counted in the header but never sent. Returns 0 or
+// IOCTL_ERROR.
+static int iWriteRequest(const SCSI_REQUEST* pRequest, const struct sg_header* sg_hd)
+{
+    const int iWriteLength = pRequest->iCDBSize + iHEADER_SIZE;
+    errno = 0; // a short write leaves it alone
+    const int iTransferBytes = (int)write(pRequest->iFD, pRequest->szIO, (size_t)iWriteLength);
+    const int iErrno = errno;
+    if (iTransferBytes == iWriteLength && sg_hd->result == 0)
+        return 0;
+    printf("iLinuxScsiCmd() Error write to %s\n", gszDev);
+    printf("iLinuxScsiCmd() iTransferBytes %d, pack_len %d, result %c\n", iTransferBytes,
+           sg_hd->pack_len, sg_hd->result);
+    printf("iLinuxScsiCmd() errno %d: %s\n", iErrno, strerror(iErrno));
+    return IOCTL_ERROR;
+}
+
+// Reads the answer; whatever data arrived goes to the caller. Returns 0 or IOCTL_ERROR.
+static int iReadAnswer(const SCSI_REQUEST* pRequest, const struct sg_header* sg_hd)
+{
+    const ssize_t iTransferBytes =
+        read(pRequest->iFD, pRequest->szAnswer, (size_t)sg_hd->reply_len);
+    const ssize_t iData = iTransferBytes - iHEADER_SIZE;
+    if (iData > 0)
+        memcpy(pRequest->cpBuf, pRequest->szAnswer + iHEADER_SIZE,
+               (size_t)(iData < pRequest->iBufSize ? iData : pRequest->iBufSize));
+    if (iTransferBytes == sg_hd->reply_len && sg_hd->result == 0)
+        return 0;
+    printf("iLinuxScsiCmd() Error read from %s\n", gszDev);
+    return IOCTL_ERROR;
+}
+
+// Hands the sense area of the header to the decoder. Returns MODESENSE_ERROR for a current error in
+// fixed format, otherwise 0.
+static int iExamineSense(const struct sg_header* sg_hd, int iReport)
+{
+    vScsiSenseData(sg_hd->sense_buffer, iReport);
+    return sg_hd->sense_buffer[0] == 0x70 ? MODESENSE_ERROR : 0;
+}
+
+// Copies sense bytes up to the first zero and fills the rest of cpSense with zeros.
+static void vCopySense(const struct sg_header* sg_hd, unsigned char* cpSense, int iSenseSize)
+{
+    bool bEnded = false;
+    for (int i = 0; i < iSenseSize; i++) {
+        bEnded = bEnded || i >= (int)sizeof(sg_hd->sense_buffer) || sg_hd->sense_buffer[i] == 0;
+        cpSense[i] = bEnded ? 0 : sg_hd->sense_buffer[i];
+    }
+}
+
+// Traces every byte of cpBytes that is not zero, behind cpName.
+static void vTraceBytes(const char* cpName, const unsigned char* cpBytes, int iSize)
+{
+    for (int i = 0; i < iSize; i++) {
+        if (cpBytes[i] != 0)
+            TRACE_ABOVE(&strLog, 1, "%s [%d]%x", cpName, i, cpBytes[i]);
+    }
+}
+
+static void vTraceExchange(const SCSI_REQUEST* pRequest, const struct sg_header* sg_hd)
+{
+    TRACE_ABOVE(&strLog, 1, "sg_hd->result=%d", sg_hd->result);
+    TRACE_ABOVE(&strLog, 1, "sg_hd->other_flags=%d", (int)sg_hd->other_flags);
+    TRACE_ABOVE(&strLog, 1, "sg_hd->pack_len=%d", sg_hd->pack_len);
+    TRACE_ABOVE(&strLog, 1, "sg_hd->reply_len=%d", sg_hd->reply_len);
+    TRACE_ABOVE(&strLog, 1, "sg_hd->pack_id=%d", sg_hd->pack_id);
+    vTraceBytes("cpBuf", pRequest->cpBuf, pRequest->iBufSize);
+    vTraceBytes("szIO", pRequest->szIO, pRequest->iCDBSize + pRequest->iBufSize + iHEADER_SIZE);
+}
+
+// The exchange on the open device. The sense data, result and lengths that it judges by are those
+// of the request header: the device's answer is left to the operations.
+static int iExchange(const SCSI_REQUEST* pRequest, int iIOFlag, unsigned char* cpSense,
+                     int iSenseSize)
+{
+    struct sg_header sg_hd = {};
+    sg_hd.pack_len = pRequest->iCDBSize + iHEADER_SIZE;
+    sg_hd.reply_len = pRequest->iBufSize + iHEADER_SIZE;
+    memcpy(pRequest->szIO + iHEADER_SIZE, pRequest->cpCDB, (size_t)pRequest->iCDBSize);
+    vSetTimeout(pRequest);
+    if (iIOFlag != 0) {
+        memcpy(pRequest->szIO + iHEADER_SIZE + pRequest->iCDBSize, pRequest->cpBuf,
+               (size_t)pRequest->iBufSize);
+        sg_hd.pack_len += pRequest->iBufSize;
+    }
+    memcpy(pRequest->szIO, &sg_hd, sizeof(sg_hd));
+    if (iWriteRequest(pRequest, &sg_hd) != 0)
+        return IOCTL_ERROR;
+    const int iStatus = iExamineSense(&sg_hd, pRequest->iReport);
+    vCopySense(&sg_hd, cpSense, iSenseSize);
+    if (pRequest->iReport == 2) {
+        printf("iLinuxScsiCmd() after write op sg_hd->result=%d\n", sg_hd.result);
+        printf("iLinuxScsiCmd() gszCurCmd=%s\n", gszCurCmd);
+    }
+    if (iReadAnswer(pRequest, &sg_hd) != 0)
+        return IOCTL_ERROR;
+    if (pRequest->iReport == 2)
+        vTraceExchange(pRequest, &sg_hd);
+    return iStatus;
+}
+
+int iLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf, int iBufSize,
+                  int iIOFlag, unsigned char* cpSense, int iSenseSize, int iReport)
+{
+    const int uiOpenFlag = O_RDWR;
+    const int iRequestSize = iCDBSize + iBufSize + iHEADER_SIZE;
+    SCSI_REQUEST strRequest = {cpCDB, iCDBSize, cpBuf, iBufSize, iReport, -1, nullptr, nullptr};
+    TRACE_ABOVE(&strLog, 1, "iLinuxScsiCmd 0x%x", cpCDB[0]);
+    iLinuxGetID("linux_proc_scsi", iReport);
+    strRequest.iFD = open(gszDev, uiOpenFlag);
+    if (strRequest.iFD < 0) {
+        printf("Could not open %s\n", gszDev);
+        return DEVICE_OPEN_ERROR;
+    }
+    int iStatus = IOCTL_ERROR;
+    strRequest.szIO = (unsigned char*)xmalloc(iRequestSize + iBufSize + iHEADER_SIZE);
+    if (strRequest.szIO != nullptr) {
+        memset(strRequest.szIO, 0, (size_t)iRequestSize);
+        strRequest.szAnswer = strRequest.szIO + iRequestSize;
+        iStatus = iExchange(&strRequest, iIOFlag, cpSense, iSenseSize);
+        free(strRequest.szIO);
+    }
+    close(strRequest.iFD);
+    return iStatus;
+}

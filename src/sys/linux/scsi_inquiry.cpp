@@ -1,0 +1,92 @@
+// INQUIRY: classifies the selected device, or prints its identification line.
+#include "mvk.h"
+#include "scsi_bytes.h"
+
+#include "cm_common.h"
+
+#include <stdio.h>
+#include <string.h>
+
+static const int iBUF_SIZE = 255;
+
+// Peripheral device types, compared with their qualifier bits.
+static const unsigned char cTYPE_TAPE = 1;
+static const unsigned char cTYPE_CHANGER = 8;
+
+// The logical unit goes into the CDB the way SCSI-2 devices want it.
+static unsigned char cLunField()
+{
+    const size_t uiLength = strlen(gszID);
+    if ((uiLength != 4 && uiLength != 3) || gszID[uiLength - 1] == '0')
+        return 0;
+    const int iLun = gszID[uiLength - 1] - '0';
+    const unsigned char cField = (unsigned char)((unsigned int)iLun << 5);
+    TRACE_ABOVE(&strLog, 0, "set LUN %d with cCDB[1] 0x%x", iLun, cField);
+    return cField;
+}
+
+static void vClassify(const unsigned char* cBuf)
+{
+    const bool bTape = cBuf[0] == cTYPE_TAPE;
+    v_COPY(gszTyp, sizeof(gszTyp),
+           bTape                      ? "tape"
+           : cBuf[0] == cTYPE_CHANGER ? "loader"
+                                      : "unknown");
+    if (bTape)
+        v_COPY(gszLoaderPresent, sizeof(gszLoaderPresent),
+               cBuf[6] != 0 ? "(loader present)" : "(no loader)");
+}
+
+static void vDumpInquiry(const unsigned char* cBuf)
+{
+    printf("debug info\n");
+    for (int i = 0; i < iBUF_SIZE; i++) {
+        if (bShownAsCharacter(cBuf[i]))
+            printf("[%2d]=%2c ", i, cBuf[i]);
+        else if (cBuf[i] != 0)
+            printf("[%2d]=%2x ", i, cBuf[i]);
+    }
+    printf("\n");
+}
+
+// Prints vendor, product and revision as the device stores them, padding and NUL bytes included.
+static void vPrintIdentification(const unsigned char* cBuf)
+{
+    printf("ID=NONE %s", cBuf[0] == cTYPE_TAPE ? "Tape:    " : "Loader:  ");
+    fwrite(cBuf + 8, 1, 24, stdout);
+    putchar(' ');
+    fwrite(cBuf + 32, 1, 4, stdout);
+    printf(" (%s) ", gszDev);
+    if (strcmp(gszTyp, "tape") == 0)
+        printf(" %s \n", gszLoaderPresent);
+    else
+        printf("\n");
+}
+
+int iScsiInquiry(int iReport)
+{
+    unsigned char cBuf[iBUF_SIZE] = {};
+    unsigned char cSense[iSENSE_SIZE];
+    const unsigned char cCDB[6] = {
+        0x12,                     // INQUIRY
+        cLunField(),              // logical unit, no vital product data
+        0,                        // page code
+        0,                        // reserved
+        (unsigned char)iBUF_SIZE, // allocation length
+        0,                        // control
+    };
+    const int iStatus =
+        iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, iBUF_SIZE, 1, cSense, sizeof(cSense), iReport);
+    if (iStatus != 0 && iStatus != iVMSTolerantStatus)
+        return iStatus;
+    if (iReport == 0)
+        vClassify(cBuf);
+    if (iReport == 2)
+        vDumpInquiry(cBuf);
+    if (iReport <= 0)
+        return iStatus;
+    if (cBuf[0] != cTYPE_TAPE && cBuf[0] != cTYPE_CHANGER)
+        return NOTAPE_ERROR;
+    vPrintIdentification(cBuf);
+    return cBuf[0] == cTYPE_TAPE ? 0 : iStatus;
+}
