@@ -1,0 +1,112 @@
+// MOVE MEDIUM (SMC): between elements named by kind and number, or by raw address.
+#include "changer.h"
+#include "mvk.h"
+#include "scsi_bytes.h"
+
+#include "cm_common.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+// Kinds of elements that a move starts from or ends at, by the first letter of a reference.
+static int iTypeOf(char cKind)
+{
+    switch (cKind) {
+    case 's':
+        return ELEMENT_SLOT;
+    case 'd':
+        return ELEMENT_DRIVE;
+    case 'p':
+        return ELEMENT_PORT;
+    default:
+        return 0;
+    }
+}
+
+// Looks the element number of a reference, which starts at its third character, up in the row of
+// iType. Returns 0, or USAGE_ERROR with a line on standard output for a number beyond the table.
+static int iFindAddress(const char* cpReference, int iType, int* ipAddress)
+{
+    const char* cpNumber = strlen(cpReference) > 2 ? cpReference + 2 : "0";
+    const long iNumber = strtol(cpNumber, nullptr, 10);
+    if (iNumber < 0 || iNumber >= iELEMENT_COLUMNS) {
+        printf("element number out of range 0-%d: %s\n", iELEMENT_COLUMNS - 1, cpReference);
+        return USAGE_ERROR;
+    }
+    *ipAddress = giElementAddress[iType][iNumber];
+    return 0;
+}
+
+// The same for a source or target, whose kind is its first letter.
+static int iFindElement(const char* cpReference, int* ipAddress)
+{
+    const int iType = iTypeOf(cpReference[0]);
+    if (iType == 0) {
+        printf("usage: s=slot, d=drive, p=port\nexample: s:4 d:0");
+        return USAGE_ERROR;
+    }
+    return iFindAddress(cpReference, iType, ipAddress);
+}
+
+// Sends the command. cLun is the LUN field of the CDB.
+static int iMove(unsigned char cLun, int iTransport, int iSource, int iTarget, int iReport)
+{
+    unsigned char cCDB[12] = {
+        0xA5,    // MOVE MEDIUM
+        cLun,    // logical unit
+        0,    0, // transport element address
+        0,    0, // source element address
+        0,    0, // destination element address
+        0,    0, // reserved
+        0,       // not inverted
+        0,       // control
+    };
+    unsigned char cBuf[128] = {};
+    unsigned char cSense[iSENSE_SIZE];
+    vPut16(cCDB + 2, (unsigned int)iTransport);
+    vPut16(cCDB + 4, (unsigned int)iSource);
+    vPut16(cCDB + 6, (unsigned int)iTarget);
+    return iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, 0, 2, cSense, sizeof(cSense), iReport);
+}
+
+// Only LUN 1 is carried into the command.
+static unsigned char cLunField(int iReport)
+{
+    const size_t uiLength = strlen(gszID);
+    if ((uiLength != 4 && uiLength != 3) || gszID[uiLength - 1] != '1')
+        return 0;
+    const unsigned char cField = 0x20;
+    const char cLun = gszID[uiLength - 1];
+    if (iReport == 2)
+        printf("lun=%d(dec)/%c(char) cdb[1]=%x(hex)\n", cLun, cLun, cField);
+    return cField;
+}
+
+int iScsiMoveMedium(const char* cpSource, const char* cpTarget, const char* cpTransport,
+                    int iReport)
+{
+    int iTransport = 0;
+    int iSource = 0;
+    int iTarget = 0;
+    if (iFindAddress(cpTransport, ELEMENT_TRANSPORT, &iTransport) != 0 ||
+        iFindElement(cpSource, &iSource) != 0 || iFindElement(cpTarget, &iTarget) != 0)
+        return USAGE_ERROR;
+    const unsigned char cLun = cLunField(iReport);
+    printf("Try (transport=%d):(source=%d)>(target=%d)\n", iTransport, iSource, iTarget);
+    const int iStatus = iMove(cLun, iTransport, iSource, iTarget, iReport);
+    if (iStatus == 0)
+        printf("Moved (transport=%d):(source=%d)>(target=%d)\n", iTransport, iSource, iTarget);
+    return iStatus;
+}
+
+int iScsiHardMoveMedium(const char* cpSource, const char* cpTarget, const char* cpTransport,
+                        int iReport)
+{
+    printf("Try (transport=%s):(source=%s)>(target=%s)\n", cpTransport, cpSource, cpTarget);
+    const int iStatus =
+        iMove(0, i_DECIMAL(cpTransport), i_DECIMAL(cpSource), i_DECIMAL(cpTarget), iReport);
+    if (iStatus == 0)
+        printf("Moved (transport=%s):(source=%s)>(target=%s)\n", cpTransport, cpSource, cpTarget);
+    return iStatus;
+}
