@@ -1,0 +1,100 @@
+// Reads the first block of the loaded tape and prints the backup product's label in it.
+#include "mvk.h"
+
+#include <stdio.h>
+#include <string.h>
+
+static const int iBufSize = 2048;
+
+// Positions of the label that begins with "2A".
+static const int iINIT_TIME = 129; // blank before the initialisation time
+static const int iTIME_GAP = 140;  // blank between its date and time
+static const int iETC = 149;       // blank before further data
+
+// Where the text of the label that begins with "TAPE" starts.
+static const int iTAPE_TEXT = 94;
+
+static void vPrintUnknown(const unsigned char* cBuf)
+{
+    printf("UNKNOWN\niBufSize=%d\n", iBufSize);
+    for (int i = 0; i < iBufSize; i++) {
+        if (cBuf[i] != 0)
+            printf("%x ", cBuf[i]);
+    }
+}
+
+static void vPrintTapeLabel(const unsigned char* cBuf, int iReport)
+{
+    for (int i = 0; i < iBufSize; i++) {
+        if (cBuf[i] == 0)
+            continue;
+        if (i < iTAPE_TEXT) {
+            if (iReport > 2)
+                printf(i < 4 ? "[%d]%c\n" : "[%d]%x  ", i, cBuf[i]);
+            continue;
+        }
+        if (i == iTAPE_TEXT)
+            printf("\ngorvath_label=");
+        if (cBuf[i] == 'M')
+            printf("\ngorvath_etc=");
+        putchar(cBuf[i]);
+    }
+}
+
+// The blanks at fixed positions switch from field to field; iFlag remembers how far the walk is.
+// At 129 it is set and cleared again, so that the blank at 140 is still shown.
+static void vPrint2ALabel(const unsigned char* cBuf, int iReport)
+{
+    int iFlag = 0;
+    for (int i = 0; i < 2; i++) {
+        if (iReport > 1)
+            printf("[%d] %d\n", i, cBuf[i]);
+    }
+    printf("zel_label=");
+    for (int i = 2; i < iBufSize; i++) {
+        const bool bBlank = cBuf[i] == ' ';
+        if (iFlag == 0 && bBlank && i == iINIT_TIME) {
+            iFlag = 1;
+            printf("\nzel_init_time=");
+        }
+        if (iFlag == 1 && bBlank && i == iETC) {
+            iFlag = 0;
+            printf("\nzel_etc=");
+        }
+        if (iFlag == 0 && bBlank && i == iTIME_GAP) {
+            iFlag = 1;
+            printf(" ");
+        }
+        if (iFlag == 1 && bBlank && i == iINIT_TIME)
+            iFlag = 0;
+        if (cBuf[i] != 0 && !bBlank && iReport > 0)
+            putchar(cBuf[i]);
+    }
+}
+
+int iScsiCmdCDBRead(const char* cpMode, int iReport)
+{
+    static const unsigned char cCDB[6] = {
+        0x08,             // READ(6)
+        0x02,             // one block of variable length, a short one is no error
+        0x00, 0x07, 0xFF, // transfer length
+        0,                // control
+    };
+    static const char szMode[] = "READ";
+    unsigned char cBuf[iBufSize] = {};
+    unsigned char cSense[iSENSE_SIZE];
+    (void)cpMode;
+    printf("TRY %s\n", szMode);
+    const int iStatus =
+        iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, iBufSize, 1, cSense, sizeof(cSense), iReport);
+    if (iStatus != 0)
+        return iStatus;
+    if (memcmp(cBuf, "TAPE", 4) == 0)
+        vPrintTapeLabel(cBuf, iReport);
+    else if (memcmp(cBuf, "2A", 2) == 0)
+        vPrint2ALabel(cBuf, iReport);
+    else
+        vPrintUnknown(cBuf);
+    printf("\nDONE %s\n", szMode);
+    return iStatus;
+}

@@ -1,0 +1,236 @@
+// Dumps the mode pages of a tape drive for a person: header, block descriptors and pages as MODE
+// SENSE (SPC) returns them, or the vendor page that holds the EEPROM text.
+#include "mvk.h"
+#include "scsi_bytes.h"
+
+#include <stdio.h>
+#include <string.h>
+
+static const unsigned int iMaxBufSize = 8191;
+
+// The commands, by mode word.
+struct PAGE_COMMAND {
+    char szMode[16];
+    char szTitle[32];
+    bool bText; // the page is text
+    int iCDBSize;
+    int iBufSize;
+    unsigned char cCDB[10];
+};
+
+static const PAGE_COMMAND strCommands[] = {
+  // MODE SENSE(6): opcode, block descriptors wanted, page, subpage, allocation length, control
+    {"all_pages_6",  "MODE SENSE (6)",        false, 6, 255,  {0x1A, 0, 0x3F, 0, 0xFF, 0}},
+ // MODE SENSE(10): opcode, block descriptors, page, subpage, reserved, allocation length,
+  // control
+    {"all_pages_10",
+     "MODE SENSE (10)",                       false,
+     10,                                                8191,
+     {0x5A, 0, 0x3F, 0, 0, 0, 0, 0x1F, 0xFF, 0}                                          },
+    {"eeprom_6",     "MODE SENSE FOR EEPROM", true,  6, 255,  {0x1A, 0, 0x3E, 0, 0xFF, 0}},
+    {"eeprom_10",
+     "MODE SENSE FOR EEPROM",                 true,
+     10,                                                8191,
+     {0x5A, 0, 0x3E, 0, 0, 0, 0, 0x1F, 0xFF, 0}                                          },
+};
+
+// Titles of mode pages, sorted by the page code byte as drives return it: the parameters-savable
+// bit (0x80) is part of it.
+struct PAGE_TITLE {
+    unsigned char cCode;
+    char szTitle[56];
+};
+
+static const PAGE_TITLE strTitles[] = {
+    {0x01, "ERROR RECOVERY PAGE"                           },
+    {0x02, "DISCONNECT RECONNECT PAGE"                     },
+    {0x0A, "CONTROL MODE PAGE"                             },
+    {0x0F, "DATA COMPRESSION PAGE"                         },
+    {0x10, "DEVICE CONFIGURATION PAGE"                     },
+    {0x11, "MEDIUM PARTITION PAGE"                         },
+    {0x1C, "TANDBERG INFORMATIONAL EXCEPTIONS CONTROL PAGE"},
+    {0x1E, "DELL ??? PAGE"                                 },
+    {0x1F, "DELL ??? PAGE"                                 },
+    {0x20, "TANDBERG MISCELLANEOUS PARAMETER PAGE"         },
+    {0x21, "TANDBERG USER PAGE 0"                          },
+    {0x22, "TANDBERG USER PAGE 1"                          },
+    {0x23, "TANDBERG CARTRIDGE MANUFACTURER PAGE"          },
+    {0x2C, "DELL ??? PAGE"                                 },
+    {0x81, "CHANGEABLE TANDBERG ERROR RECOVERY PAGE"       },
+    {0x82, "CHANGEABLE TANDBERG DISCONNECT RECONNECT PAGE" },
+    {0x8F, "CHANGEABLE TANDBERG DATA COMPRESSION PAGE"     },
+    {0x90, "CHANGEABLE TANDBERG DEVICE CONFIGURATION PAGE" },
+};
+
+// A reply, and what its header says. A descriptor count that points behind the buffer finds
+// nothing there.
+struct PAGE_REPLY {
+    unsigned char cBuf[iMaxBufSize + 1];
+    unsigned int iLen;   // mode data length
+    unsigned int iCount; // number of block descriptors
+    unsigned int iStop;  // length of the mode parameter header
+    unsigned int iPages; // index of the first page
+};
+
+static unsigned char cByteAt(const PAGE_REPLY* pReply, unsigned int i)
+{
+    return i < sizeof(pReply->cBuf) ? pReply->cBuf[i] : 0;
+}
+
+static void vParseHeader(PAGE_REPLY* pReply, int iCDBSize)
+{
+    const unsigned char* cBuf = pReply->cBuf;
+    if (iCDBSize == 6) {
+        pReply->iLen = cBuf[0];
+        pReply->iCount = cBuf[3] >> 3;
+        pReply->iStop = 4;
+    } else {
+        pReply->iLen = uiGet16(cBuf);
+        pReply->iCount = cBuf[6] * 256U + (cBuf[7] >> 3);
+        pReply->iStop = 8;
+    }
+    pReply->iPages = pReply->iStop + 8 * pReply->iCount;
+}
+
+// Prints the header and the block descriptors; bBlockLength also says the block length that the
+// first descriptor holds.
+static void vPrintParameters(const PAGE_REPLY* pReply, bool bBlockLength)
+{
+    printf("%u BYTES PARAMETER LIST\n", pReply->iStop);
+    for (unsigned int i = 0; i < pReply->iStop; i++) {
+        if (pReply->cBuf[i] != 0)
+            printf("[%u] %x\n", i, pReply->cBuf[i]);
+    }
+    if (pReply->iCount == 0)
+        return;
+    printf("BLOCK DESCRIPTOR\n");
+    for (unsigned int i = pReply->iStop; i < pReply->iPages && i < iMaxBufSize; i++) {
+        const unsigned int j = i - pReply->iStop;
+        if (pReply->cBuf[i] != 0)
+            printf("[%u/%u] %x\n", i, j, pReply->cBuf[i]);
+        if (bBlockLength && j == 7)
+            printf("BLOCK LEN=%u (0 MEANS VAR BLOCK LEN)\n", uiGet24(pReply->cBuf + i - 2));
+    }
+}
+
+// Prints the first iCount bytes of the first page.
+static void vPrintPageDescriptor(const PAGE_REPLY* pReply, unsigned int iCount)
+{
+    printf("PAGE DESCRIPTOR\n");
+    for (unsigned int j = 0; j < iCount; j++) {
+        const unsigned char cByte = cByteAt(pReply, pReply->iPages + j);
+        if (cByte != 0)
+            printf("[%u/%u] %x\n", pReply->iPages + j, j, cByte);
+    }
+}
+
+static void vPrintPageTitle(unsigned int iCode, unsigned int iCodeLen)
+{
+    printf("-----------------------------------\n");
+    for (const PAGE_TITLE& strTitle : strTitles) {
+        if (strTitle.cCode == iCode) {
+            printf("%s LEN=%u\n", strTitle.szTitle, iCodeLen);
+            return;
+        }
+    }
+    printf("UNKNOWN CODE PAGE %x LEN=%u\n", iCode, iCodeLen);
+}
+
+// Prints the fields of byte j of a data compression page. The two-bit exception field is shown as
+// the sum of its bits.
+static void vPrintCompression(unsigned int j, unsigned char cByte)
+{
+    if (j == 2)
+        printf("DATA COMPRESSION ENABLE:%d\nDATA COMPRESSION CAPABLE:%d\n", cByte >> 7,
+               cByte >> 6 & 1);
+    else if (j == 3)
+        printf("DATA DECOMPRESSION ENABLE:%d\nREPORT EXCEPTION ON DECOMPRESSION:%d\n", cByte >> 7,
+               (cByte >> 5 & 1) + (cByte >> 6 & 1));
+}
+
+static bool bTextPage(unsigned int iCode)
+{
+    return iCode == 0x2C || (iCode >= 0x20 && iCode <= 0x23);
+}
+
+// Walks the pages. A page begins where a byte that is not zero, the code, is followed by one that
+// is not zero, the length.
+static void vPrintPages(const PAGE_REPLY* pReply)
+{
+    unsigned int iCode = 0;
+    unsigned int iCodeLen = 0;
+    unsigned int j = 0;
+    bool iCodeFlag = false;
+    printf("DATA BLOCK(S)\n");
+    for (unsigned int i = pReply->iPages + 3; i < pReply->iLen; i++) {
+        const unsigned char cByte = pReply->cBuf[i];
+        if (!iCodeFlag) {
+            iCode = cByte;
+            iCodeLen = pReply->cBuf[i + 1];
+            if (iCode != 0 && iCodeLen != 0) {
+                vPrintPageTitle(iCode, iCodeLen);
+                iCodeFlag = true;
+                j = 0;
+            }
+        }
+        if (cByte != 0 && iCodeLen != 0 && bTextPage(iCode))
+            printf("[%u/%u] %c\n", i, j, cByte);
+        else if (cByte != 0)
+            printf("[%u/%u] %x\n", i, j, cByte);
+        if (iCode == 0x0F && iCodeLen != 0)
+            vPrintCompression(j, cByte);
+        if (iCodeFlag && ++j > iCodeLen + 1) {
+            iCodeFlag = false;
+            j = 0;
+        }
+    }
+}
+
+// Prints the text of the vendor page, up to and including the byte at the index of the data length.
+static void vPrintText(const PAGE_REPLY* pReply)
+{
+    printf("DATA BLOCK(S)\n");
+    for (unsigned int i = pReply->iPages + 2; i <= pReply->iLen; i++)
+        putchar(cByteAt(pReply, i));
+    putchar('\n');
+}
+
+static const PAGE_COMMAND* pFindCommand(const char* cpMode)
+{
+    for (const PAGE_COMMAND& strCommand : strCommands) {
+        if (strcmp(cpMode, strCommand.szMode) == 0)
+            return &strCommand;
+    }
+    return nullptr;
+}
+
+int iScsiCmdModeSense(const char* cpMode, int iReport)
+{
+    PAGE_REPLY strReply = {};
+    unsigned char cSense[iSENSE_SIZE];
+    const PAGE_COMMAND* pCommand = pFindCommand(cpMode);
+    if (pCommand == nullptr) {
+        printf("UNKNOWN MODE '%s'\n", cpMode);
+        return USAGE_ERROR;
+    }
+    printf("TRY %s\n", pCommand->szTitle);
+    const int iStatus = iLinuxScsiCmd(pCommand->cCDB, pCommand->iCDBSize, strReply.cBuf,
+                                      pCommand->iBufSize, 1, cSense, sizeof(cSense), iReport);
+    if (iStatus != 0)
+        return iStatus;
+    vParseHeader(&strReply, pCommand->iCDBSize);
+    printf("DATA LEN=%u\nDESCRIPTOR(S)=%u\n", strReply.iLen, strReply.iCount);
+    if (strReply.iLen > iMaxBufSize) {
+        printf("BUFFER OVERFLOW MAX=%u\n", iMaxBufSize);
+        return USAGE_ERROR;
+    }
+    vPrintParameters(&strReply, !pCommand->bText);
+    vPrintPageDescriptor(&strReply, pCommand->bText ? 2 : 3);
+    if (pCommand->bText) {
+        vPrintText(&strReply);
+    } else {
+        vPrintPages(&strReply);
+        printf("DONE %s\n", pCommand->szTitle);
+    }
+    return iStatus;
+}

@@ -1,0 +1,110 @@
+// The status operation: the summary of a tape drive, and the branch to the changer's.
+#include "mvk.h"
+#include "scsi_bytes.h"
+
+#include <stdio.h>
+#include <string.h>
+
+static const int iBUF_SIZE = 100;
+
+// Drives that maintain the vendor's status byte set this bit in it.
+static const unsigned char cSTATUS_VALID = 0x80;
+
+// Medium types of the mode parameter header, sorted by code. Code 0 stands for no answer.
+struct MEDIUM_TYPE {
+    unsigned char cCode;
+    char szText[32];
+};
+
+static const MEDIUM_TYPE strMediumTypes[] = {
+    {0x81, "cleaning tape"          },
+    {0x82, "DLTtape I or DLTtape II"},
+    {0x83, "DLTtape III"            },
+    {0x84, "DLTtape IIIxt"          },
+    {0x85, "DLTtape IV"             },
+    {0x86, "Super DLTtape I"        },
+    {0x87, "Super DLTtape II"       },
+    {0x90, "VStape I"               },
+};
+
+static void vPrintMediumType(unsigned char cCode)
+{
+    for (const MEDIUM_TYPE& strType : strMediumTypes) {
+        if (strType.cCode == cCode) {
+            printf("media_type=%s\n", strType.szText);
+            return;
+        }
+    }
+    printf("media_type=unknown (%x)\n", cCode);
+}
+
+// Sends a six-byte command with the allocation length of cBuf, which is cleared first. Returns the
+// executor's status.
+static int iAskDrive(unsigned char cOpcode, unsigned char cPage, unsigned char (&cBuf)[iBUF_SIZE],
+                     int iReport)
+{
+    const unsigned char cCDB[6] = {cOpcode, 0, cPage, 0, iBUF_SIZE, 0};
+    unsigned char cSense[iSENSE_SIZE];
+    memset(cBuf, 0, sizeof(cBuf));
+    return iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, iBUF_SIZE, 1, cSense, sizeof(cSense), iReport);
+}
+
+// Prints whether a cartridge is loaded and the drive asks for cleaning, from byte 18 of the sense
+// data, which this family of drives keeps its status in.
+static void vPrintInternalStatus(unsigned char cStatus, int iReport)
+{
+    const bool bValid = (cStatus & cSTATUS_VALID) != 0;
+    if (!bValid || iReport > 1)
+        printf("internal_status_byte=0x%x\n", cStatus);
+    if (!bValid)
+        return;
+    printf("cleaning_bit=%d\n", cStatus & 1);
+    printf("load=%d\n", cStatus == 0x82 || cStatus == 0x83 ? 0 : 1);
+}
+
+// Prints header, block descriptor and compression page of a MODE SENSE(6) reply; this family of
+// drives always returns one block descriptor, so the positions are fixed.
+static void vPrintSummary(const unsigned char* cBuf, int iReport)
+{
+    const unsigned int uiBlockLength = uiGet24(cBuf + 9);
+    printf("buffered_mode=%d\n", (cBuf[2] & 0x10) != 0);
+    if (iReport > 1)
+        printf("block_length0=%x\nblock_length1=%x\nblock_length2=%x\n", cBuf[9], cBuf[10],
+               cBuf[11]);
+    printf("block_length=%u%s\n", uiBlockLength, uiBlockLength == 0 ? " (variable)" : "");
+    if (iReport > 1)
+        printf("media_type=(%x)\n", cBuf[1]);
+    vPrintMediumType(cBuf[1]);
+    if (iReport == 2)
+        printf("write_protect_code=%x\n", cBuf[2] & 0x80);
+    printf("write_protect=%d\n", cBuf[2] >> 7);
+    printf("density_code=%x\n", cBuf[4]);
+    printf("compression=%d\n", cBuf[14] >> 7);
+}
+
+static int iTapeModeSense(int iReport)
+{
+    const unsigned char cPage = 0x0F; // current values, data compression
+    unsigned char cBuf[iBUF_SIZE];
+    TRACE_ABOVE(&strLog, 1, "for tape >> REQUEST SENSE");
+    iAskDrive(0x03, 0, cBuf, iReport);
+    TRACE_ABOVE(&strLog, 1, "Buf[2]     0x%x", cBuf[2]);
+    TRACE_ABOVE(&strLog, 1, "Sense Key  0x%x", cBuf[2] & 0x0F);
+    TRACE_ABOVE(&strLog, 1, "ASC        0x%x", cBuf[12]);
+    TRACE_ABOVE(&strLog, 1, "ASCQ       0x%x", cBuf[13]);
+    vPrintInternalStatus(cBuf[18], iReport);
+    TRACE_ABOVE(&strLog, 1, "for tape >> MODE SENSE");
+    if (iReport == 2)
+        printf("request page=(%x)\n", cPage);
+    const int iStatus = iAskDrive(0x1A, cPage, cBuf, iReport);
+    vPrintSummary(cBuf, iReport);
+    return iStatus;
+}
+
+int iScsiModeSense(int iReport)
+{
+    TRACE_ABOVE(&strLog, 1, "ScsiModeSense");
+    if (strcmp(gszTyp, "loader") == 0)
+        return iLoaderModeSense(iReport);
+    return strcmp(gszTyp, "tape") == 0 ? iTapeModeSense(iReport) : NOTAPE_ERROR;
+}
