@@ -69,9 +69,9 @@ int iLoaderModeSense(int iReport)
     const unsigned char* cpPage = cBuf + cBuf[3] + 4;
     if (cpPage[0] != 0x1D && cpPage[0] != 0x9D) // with the parameters-savable bit
         return iStatus;
+    const unsigned char* cpField = cpPage + 2;
     bool bAnyAddress = false;
-    for (int k = ELEMENT_TRANSPORT; k <= ELEMENT_DRIVE; k++) {
-        const unsigned char* cpField = cpPage + 2 + 4 * (k - ELEMENT_TRANSPORT);
+    for (int k = ELEMENT_TRANSPORT; k <= ELEMENT_DRIVE; k++, cpField += 4) {
         vSetElementCount(k, (int)uiGet16(cpField + 2));
         vExpandAddresses(k, (int)uiGet16(cpField));
         bAnyAddress = bAnyAddress || giElementAddress[k][0] != 0;

@@ -23,10 +23,10 @@ struct RUN {
 // the others have a function of their own.
 struct OPERATION {
     char szWord[12];
+    char szMode[12];
     bool bDash; // accepted with a leading "-" too
     int iMinArguments;
     int (*iPerform)(const RUN* pRun);
-    char szMode[12];
     int (*iPerformMode)(const char* cpMode, int iReport);
 };
 
@@ -134,27 +134,28 @@ static int iSet(const RUN* pRun)
     return MVK_SUCCESS;
 }
 
-// The dispatch table: word, dash, least number of arguments (program name and device included).
+// The dispatch table: word, mode word, dash, least number of arguments (program name and device
+// included), and the routine.
 static const OPERATION strOperations[] = {
-    {"i",          true,  0, iInquiry,        "",            nullptr          },
-    {"s",          true,  0, iStatusOf,       "",            nullptr          },
-    {"e",          true,  0, iList,           "",            nullptr          },
-    {"l",          true,  0, iListWithLabels, "",            nullptr          },
-    {"hm",         true,  6, iHardMove,       "",            nullptr          },
-    {"m",          true,  0, iMove,           "",            nullptr          },
-    {"u",          true,  0, nullptr,         "unload",      iScsiCmdCDB6     },
-    {"L",          true,  0, iLoad,           "",            nullptr          },
-    {"r",          true,  0, nullptr,         "rewind",      iScsiCmdCDB6     },
-    {"a",          true,  0, nullptr,         "allow",       iScsiCmdCDB6     },
-    {"p",          true,  0, nullptr,         "prevent",     iScsiCmdCDB6     },
-    {"I",          true,  0, nullptr,         "inventory",   iScsiCmdCDB6     },
-    {"c",          true,  4, iCompression,    "",            nullptr          },
-    {"get_eeprom", false, 0, nullptr,         "eeprom_10",   iScsiCmdModeSense},
-    {"set_eeprom", false, 5, iSetEeprom,      "",            nullptr          },
-    {"erase",      false, 0, iErase,          "",            nullptr          },
-    {"read",       false, 0, iReadAttributes, "",            nullptr          },
-    {"get",        false, 0, nullptr,         "all_pages_6", iScsiCmdModeSense},
-    {"set",        false, 5, iSet,            "",            nullptr          },
+    {"i",          "",            true,  0, iInquiry,        nullptr          },
+    {"s",          "",            true,  0, iStatusOf,       nullptr          },
+    {"e",          "",            true,  0, iList,           nullptr          },
+    {"l",          "",            true,  0, iListWithLabels, nullptr          },
+    {"hm",         "",            true,  6, iHardMove,       nullptr          },
+    {"m",          "",            true,  0, iMove,           nullptr          },
+    {"u",          "unload",      true,  0, nullptr,         iScsiCmdCDB6     },
+    {"L",          "",            true,  0, iLoad,           nullptr          },
+    {"r",          "rewind",      true,  0, nullptr,         iScsiCmdCDB6     },
+    {"a",          "allow",       true,  0, nullptr,         iScsiCmdCDB6     },
+    {"p",          "prevent",     true,  0, nullptr,         iScsiCmdCDB6     },
+    {"I",          "inventory",   true,  0, nullptr,         iScsiCmdCDB6     },
+    {"c",          "",            true,  4, iCompression,    nullptr          },
+    {"get_eeprom", "eeprom_10",   false, 0, nullptr,         iScsiCmdModeSense},
+    {"set_eeprom", "",            false, 5, iSetEeprom,      nullptr          },
+    {"erase",      "",            false, 0, iErase,          nullptr          },
+    {"read",       "",            false, 0, iReadAttributes, nullptr          },
+    {"get",        "all_pages_6", false, 0, nullptr,         iScsiCmdModeSense},
+    {"set",        "",            false, 5, iSet,            nullptr          },
 };
 
 static int iDispatch(const RUN* pRun)

@@ -62,7 +62,7 @@ int iLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf
 int iXLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf, int iBufSize,
                    int iIOFlag, unsigned char* cpSense, int iSenseSize, int iReport);
 
-// Allocates iSize bytes that the caller frees. Returns null after
+// Allocates iSize zeroed bytes that the caller frees. Returns null after
 // "cannot allocate %d bytes of memory" on standard output.
 void* xmalloc(int iSize);
 

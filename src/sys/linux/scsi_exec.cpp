@@ -28,7 +28,7 @@ struct SCSI_REQUEST {
 
 void* xmalloc(int iSize)
 {
-    void* pMemory = malloc(iSize > 0 ? (size_t)iSize : 1);
+    void* pMemory = calloc(iSize > 0 ? (size_t)iSize : 1, 1);
     if (pMemory == nullptr)
         printf("cannot allocate %d bytes of memory\n", iSize);
     return pMemory;
@@ -176,7 +176,6 @@ int iLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf
     int iStatus = IOCTL_ERROR;
     strRequest.szIO = (unsigned char*)xmalloc(iRequestSize + iBufSize + iHEADER_SIZE);
     if (strRequest.szIO != nullptr) {
-        memset(strRequest.szIO, 0, (size_t)iRequestSize);
         strRequest.szAnswer = strRequest.szIO + iRequestSize;
         iStatus = iExchange(&strRequest, iIOFlag, cpSense, iSenseSize);
         free(strRequest.szIO);

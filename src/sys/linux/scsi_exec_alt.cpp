@@ -59,11 +59,10 @@ static int iSendRequest(int DeviceFD, DIRECTION Direction, const unsigned char* 
     Header.pack_len = iLength;
     Header.reply_len = DataBufferLength + iHeader;
     Header.twelve_byte = CDB_Length == 12;
-    slow_memcopy((const unsigned char*)&Header, cpRequest, iHeader);
+    memcpy(cpRequest, &Header, sizeof(Header));
     slow_memcopy(CDB, cpRequest + iHeader, CDB_Length);
     slow_memcopy(DataBuffer, cpRequest + iHeader + CDB_Length, iData);
     const ssize_t iWritten = write(DeviceFD, cpRequest, (size_t)iLength);
-    memcpy(&Header, cpRequest, sizeof(Header));
     free(cpRequest);
     if (iWritten == iLength && Header.result == 0)
         return 0;
@@ -91,7 +90,6 @@ int SCSI_ExecuteCommand(int DeviceFD, DIRECTION Direction, const unsigned char* 
     unsigned char* cpReply = (unsigned char*)xmalloc(reply_len);
     if (cpReply == nullptr)
         return -1;
-    slow_bzero(cpReply, reply_len);
     const ssize_t iRead = read(DeviceFD, cpReply, (size_t)reply_len);
     memcpy(&ResultHeader, cpReply, sizeof(ResultHeader));
     if (iRead == reply_len && ResultHeader.result == 0 && ResultHeader.sense_buffer[0] == 0) {
