@@ -1,7 +1,6 @@
 // Bounded string helpers and the reader of INI-style text files, shared by the whole program.
 #include "cm_common.h"
 
-#include <ctype.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -61,17 +60,24 @@ size_t i_CUT_LINE_FEED(char* cpLine)
     return uiLength;
 }
 
+// The program never leaves the "C" locale, in which these are all the letters there are.
+static const char cCASE_DISTANCE = 'a' - 'A';
+
 char* lowercase(char* arg)
 {
-    for (char* cpPos = arg; *cpPos != '\0'; cpPos++)
-        *cpPos = (char)tolower((unsigned char)*cpPos);
+    for (char* cpPos = arg; *cpPos != '\0'; cpPos++) {
+        if (*cpPos >= 'A' && *cpPos <= 'Z')
+            *cpPos = (char)(*cpPos + cCASE_DISTANCE);
+    }
     return arg;
 }
 
 char* uppercase(char* arg)
 {
-    for (char* cpPos = arg; *cpPos != '\0'; cpPos++)
-        *cpPos = (char)toupper((unsigned char)*cpPos);
+    for (char* cpPos = arg; *cpPos != '\0'; cpPos++) {
+        if (*cpPos >= 'a' && *cpPos <= 'z')
+            *cpPos = (char)(*cpPos - cCASE_DISTANCE);
+    }
     return arg;
 }
 
@@ -85,7 +91,7 @@ char* c_PARSE_FOR_PARENTHESES(const char* cpString, unsigned int* uipPreEnd,
                               unsigned int* uipPostBegin)
 {
     const unsigned int uiLength = (unsigned int)strlen(cpString);
-    char* cpName = (char*)malloc(uiLength + 1);
+    char* cpName = (char*)calloc(uiLength + 1, 1);
     if (cpName == nullptr)
         return nullptr;
     unsigned int uiName = 0;
@@ -104,7 +110,6 @@ char* c_PARSE_FOR_PARENTHESES(const char* cpString, unsigned int* uipPreEnd,
             cpName[uiName++] = cpString[i];
         }
     }
-    cpName[uiName] = '\0';
     return cpName;
 }
 

@@ -149,14 +149,12 @@ void PROT(const char* cpFormat, ...)
     // The store reports its own failures here, and the name of the file comes from the store.
     static bool bActive = false;
     char fn[iGLBV_VALUE_SIZE] = "";
-    char cFileBuffer[8192];
     PROT_MESSAGE strMessage = {nullptr, ".", "", getpid()};
     if (bActive)
         return;
     bActive = true;
     if (iProtocolFile(fn) && (strMessage.fpProt = fopen(fn, "a")) != nullptr) {
         va_list vaArguments;
-        setvbuf(strMessage.fpProt, cFileBuffer, _IOFBF, sizeof(cFileBuffer));
         time_get(strMessage.szTime)[19] = '\0';
         v_COPY(strMessage.szPrefix, uiTAG_SIZE + 1, cpFormat);
         vCheckFormat(&strMessage, cpFormat);
