@@ -38,6 +38,12 @@ void v_JOIN(char* cpDest, size_t uiSize, const char* cpFirst, const char* cpSeco
     v_APPEND(cpDest, uiSize, cpThird);
 }
 
+void v_CUT_HEAD(char* cpText, size_t uiCount)
+{
+    for (const char* cpFrom = cpText + uiCount; (*cpText++ = *cpFrom++) != '\0';) {
+    }
+}
+
 bool b_STARTS_WITH(const char* cpText, const char* cpPrefix)
 {
     while (*cpPrefix != '\0') {
@@ -157,33 +163,41 @@ static void vCutTrailingBlanks(char* cpText)
 static int iLookUp(const char* cpFilename, const char* cpSection, const char* cpKey, char* cpValue,
                    int iLengthValue, char* cpMsg, int iLengthMsg, int* ipLookupsLeft);
 
+// Puts cpNew in place of the characters of szValue from uiFrom up to uiTo. Kept apart from the
+// recursion that needs it, whose levels share the stack.
+static __attribute__((noinline)) void vReplace(char (&szValue)[iLINE_SIZE], size_t uiFrom,
+                                               size_t uiTo, const char* cpNew)
+{
+    char szTail[iLINE_SIZE];
+    v_COPY(szTail, sizeof(szTail), szValue + uiTo);
+    szValue[uiFrom] = '\0';
+    v_APPEND(szValue, sizeof(szValue), cpNew);
+    v_APPEND(szValue, sizeof(szValue), szTail);
+}
+
 // Replaces the first reference in szValue by the value of the key it names. Returns 1, or 0 with
 // the reason in cpMsg. A referenced value is cut to iLengthValue bytes like any other.
 static int iResolveReference(const char* cpFilename, const char* cpSection,
                              char (&szValue)[iLINE_SIZE], int iLengthValue, char* cpMsg,
                              int iLengthMsg, int* ipLookupsLeft)
 {
-    char szReferenced[iLINE_SIZE] = "";
+    char szReferenced[iLINE_SIZE];
     unsigned int uiPreEnd = 0;
     unsigned int uiPostBegin = 0;
     const int iLength = iLengthValue < iLINE_SIZE ? iLengthValue : iLINE_SIZE;
     char* cpName = c_PARSE_FOR_PARENTHESES(szValue, &uiPreEnd, &uiPostBegin);
     if (cpName == nullptr)
         return 0;
+    szReferenced[0] = '\0';
     int iFound = iLookUp(cpFilename, cpSection, cpName, szReferenced, iLength, cpMsg, iLengthMsg,
                          ipLookupsLeft);
     if (!iFound && *ipLookupsLeft > 0)
         iFound = iLookUp(cpFilename, "[DEFAULT]", cpName, szReferenced, iLength, cpMsg, iLengthMsg,
                          ipLookupsLeft);
     free(cpName);
-    if (!iFound)
-        return 0;
-    char szTail[iLINE_SIZE];
-    v_COPY(szTail, sizeof(szTail), szValue + uiPostBegin);
-    szValue[uiPreEnd + 1] = '\0';
-    v_APPEND(szValue, sizeof(szValue), szReferenced);
-    v_APPEND(szValue, sizeof(szValue), szTail);
-    return 1;
+    if (iFound)
+        vReplace(szValue, uiPreEnd + 1, uiPostBegin, szReferenced);
+    return iFound;
 }
 
 // Puts the reason of an unsuccessful search into cpMsg.
@@ -233,18 +247,16 @@ static int iLookUp(const char* cpFilename, const char* cpSection, const char* cp
         vExplainSearch(eSearch, cpSection, cpKey, cpMsg, uiLengthMsg);
         return 0;
     }
-    char szValue[iLINE_SIZE];
-    v_COPY(szValue, sizeof(szValue), strchr(szLine, '=') + 1);
-    vCutTrailingBlanks(szValue);
-    if (strstr(szValue, "%(") != nullptr &&
-        !iResolveReference(cpFilename, cpSection, szValue, iLengthValue, cpMsg, iLengthMsg,
+    v_CUT_HEAD(szLine, (size_t)(strchr(szLine, '=') + 1 - szLine)); // the value is left
+    vCutTrailingBlanks(szLine);
+    if (strstr(szLine, "%(") != nullptr &&
+        !iResolveReference(cpFilename, cpSection, szLine, iLengthValue, cpMsg, iLengthMsg,
                            ipLookupsLeft))
         return 0;
-    v_COPY(cpMsg, uiLengthMsg, "");
-    v_COPY(cpValue, iLengthValue > 0 ? (size_t)iLengthValue : 0, szValue);
-    if (szValue[0] == '\0')
-        v_COPY(cpMsg, uiLengthMsg, "i_GetPrivateProfileString: KEY VALUE NOT FOUND.");
-    return szValue[0] != '\0';
+    v_COPY(cpValue, iLengthValue > 0 ? (size_t)iLengthValue : 0, szLine);
+    v_COPY(cpMsg, uiLengthMsg,
+           szLine[0] != '\0' ? "" : "i_GetPrivateProfileString: KEY VALUE NOT FOUND.");
+    return szLine[0] != '\0';
 }
 
 int i_GetPrivateProfileString(const char* cpFilename, const char* cpSection, const char* cpKey,

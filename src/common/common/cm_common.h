@@ -16,6 +16,9 @@ void v_APPEND(char* cpDest, size_t uiSize, const char* cpSource);
 void v_JOIN(char* cpDest, size_t uiSize, const char* cpFirst, const char* cpSecond,
             const char* cpThird);
 
+// Removes the first uiCount characters of cpText, which has at least as many, in place.
+void v_CUT_HEAD(char* cpText, size_t uiCount);
+
 // Returns whether cpText begins with cpPrefix.
 bool b_STARTS_WITH(const char* cpText, const char* cpPrefix);
 

@@ -36,12 +36,21 @@ int i_GET_ROOT_FOR_INI(const char* cpIdentifier, char* cpValue, int iLengthValue
     return 0;
 }
 
-// Deletes every file of the directory cpDirName (used as a prefix) that matches cpPattern.
-static void vDeleteMatching(const char* cpDirName, const char* cpPattern)
+// Reads the directory of the store, which is used as a prefix. Returns 1 when it is configured.
+static int iReadDirectory(char* cpDirName, int iLength)
 {
-    DIR* dir_pointer = opendir(cpDirName);
+    char szMsg[256];
+    return i_READ_INI("KQ_INI", "[Pathes]", "gv_rw_glbv", cpDirName, iLength, szMsg, sizeof(szMsg));
+}
+
+// Deletes every file of the store that matches cpPattern.
+static void vDeleteMatching(const char* cpPattern)
+{
+    char szDirName[512];
+    iReadDirectory(szDirName, sizeof(szDirName));
+    DIR* dir_pointer = opendir(szDirName);
     if (dir_pointer == nullptr) {
-        fprintf(stderr, "glbv: Error in opendir( %s ): %s\n", cpDirName, strerror(errno));
+        fprintf(stderr, "glbv: Error in opendir( %s ): %s\n", szDirName, strerror(errno));
         return;
     }
     while (const struct dirent* strDp = readdir(dir_pointer)) {
@@ -49,7 +58,7 @@ static void vDeleteMatching(const char* cpDirName, const char* cpPattern)
         if (strcmp(strDp->d_name, ".") == 0 || strcmp(strDp->d_name, "..") == 0 ||
             fnmatch(cpPattern, strDp->d_name, 0) != 0)
             continue;
-        v_JOIN(szPath, sizeof(szPath), cpDirName, strDp->d_name, "");
+        v_JOIN(szPath, sizeof(szPath), szDirName, strDp->d_name, "");
         unlink(szPath);
     }
     closedir(dir_pointer);
@@ -94,8 +103,9 @@ static int iJoinLines(FILE* fdIn, char* cpLine, char (&szBuf)[iGLBV_VALUE_SIZE])
     return iLines;
 }
 
-// Reads cpFile into cpValue, which becomes the error text when there is nothing to read.
-static void vReadVariable(const char* cpFile, const char* cpName, char* cpValue)
+// Reads cpFile into cpValue, which becomes the error text when there is nothing to read. Returns
+// whether the file could be opened.
+static bool bReadVariable(const char* cpFile, const char* cpName, char* cpValue)
 {
     char szBuf[iGLBV_VALUE_SIZE] = "";
     FILE* fdIn = fopen(cpFile, "r+");
@@ -108,29 +118,28 @@ static void vReadVariable(const char* cpFile, const char* cpName, char* cpValue)
             v_APPEND(cpValue, iGLBV_VALUE_SIZE, strerror(iErrno));
             PROT("Error: GLBV: %s", cpValue);
         }
-        return;
+        return false;
     }
     const int iLines = iJoinLines(fdIn, cpValue, szBuf);
     fclose(fdIn);
     if (iLines > 0) {
         v_COPY(cpValue, iGLBV_VALUE_SIZE, szBuf);
-        return;
+        return true;
     }
     fprintf(stderr, "glbv() read failed: empty file\n");
     v_JOIN(cpValue, iGLBV_VALUE_SIZE, "?? GLBV ", cpName, " not existing");
+    return true;
 }
 
 char* glbv(char cFunction, char* cpGlbvName, char* cpGlbvValue)
 {
     char szAux[256] = "";
-    char szMsg[256] = "";
     char file[256];
     for (char* cpPos = cpGlbvName; *cpPos != '\0'; cpPos++) {
         if (*cpPos == '\\' || *cpPos == '/')
             *cpPos = '_';
     }
-    if (i_READ_INI("KQ_INI", "[Pathes]", "gv_rw_glbv", szAux, sizeof(szAux), szMsg,
-                   sizeof(szMsg)) != 1) {
+    if (iReadDirectory(szAux, sizeof(szAux)) != 1) {
         v_APPEND(szAux, sizeof(szAux), " error reading kq_ini");
         snprintf(cpGlbvValue, iGLBV_VALUE_SIZE,
                  c_IN_LANGUAGE("Fatal software error FILE=%s LINE=%d (%s)",
@@ -144,7 +153,7 @@ char* glbv(char cFunction, char* cpGlbvName, char* cpGlbvValue)
     switch (cFunction) {
     case 'd':
         if (strchr(cpGlbvName, '*') != nullptr)
-            vDeleteMatching(szAux, cpGlbvName);
+            vDeleteMatching(cpGlbvName);
         else
             unlink(file);
         return cpGlbvName;
@@ -153,8 +162,7 @@ char* glbv(char cFunction, char* cpGlbvName, char* cpGlbvValue)
         break;
     case 'r':
     case 'R':
-        vReadVariable(file, cpGlbvName, cpGlbvValue);
-        if (cFunction == 'R')
+        if (bReadVariable(file, cpGlbvName, cpGlbvValue) && cFunction == 'R')
             unlink(file);
         break;
     default:

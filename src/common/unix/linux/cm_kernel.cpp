@@ -186,8 +186,7 @@ static void vTakeAbsoluteTime(char* cpTime, struct tm* pTime)
     tmRead.tm_mon -= 1;
     tmRead.tm_isdst = -1;
     *pTime = tmRead;
-    for (const char* cpRequest = cpTime + 20; (*cpTime++ = *cpRequest++) != '\0';) {
-    }
+    v_CUT_HEAD(cpTime, 20);
 }
 
 // Adds what the request cpTime asks for.
