@@ -8,11 +8,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-static char **names;
+static char** names;
 static char buffer[4096];
 static int level;
 
-static void read_file(const char *name, int to_end)
+static void read_file(const char* name, int to_end)
 {
     struct stat status;
     int fd = open(name, O_RDONLY);
@@ -46,7 +46,7 @@ static void set_log(int on)
     look_up();
     read_file(names[3], 0);
     if (on) {
-        FILE *pipe = popen("ps -e -A -o pid,command | tr -s ' ' | grep -v grep | grep -w 1", "r");
+        FILE* pipe = popen("ps -e -A -o pid,command | tr -s ' ' | grep -v grep | grep -w 1", "r");
         fgets(buffer, sizeof(buffer), pipe);
         pclose(pipe);
         read_file("/etc/localtime", 1);
@@ -81,7 +81,7 @@ static void command(void)
     close(fd);
 }
 
-int main(int argc, char **argv)
+int main(int argc, char** argv)
 {
     struct flock lock = {.l_type = F_WRLCK};
     int fd;

@@ -3,7 +3,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-int main(int argc, char **argv)
+int main(int argc, char** argv)
 {
     int slot, slots = argc > 1 ? atoi(argv[1]) : 600;
     for (slot = 0; slot < slots; slot++)
