@@ -151,6 +151,7 @@ static int iAcquire(const SEMA_CALL* pCall, bool bWait)
     vEmptyFile(pCall);
     snprintf(szHolder, sizeof(szHolder), "%d %s", pCall->iPid, pS->szCaller);
     const size_t uiLength = strlen(szHolder);
+    errno = 0; // a short write leaves it alone
     if (write(pS->hSema, szHolder, uiLength) != (ssize_t)uiLength)
         vReport(pCall, KQ_FATAL, "writing pid into lock file failed");
     const int iFlags = fcntl(pS->hSema, F_GETFD);

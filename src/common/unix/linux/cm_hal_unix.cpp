@@ -103,6 +103,23 @@ static int iJoinLines(FILE* fdIn, char* cpLine, char (&szBuf)[iGLBV_VALUE_SIZE])
     return iLines;
 }
 
+// Reports on standard error and in the protocol that cpFile exists but cannot be opened; cpValue is
+// the text of the error so far. The protocol asks the store for its own file: a report that leads
+// back to the same file is not made twice.
+static void vReportUnreadable(const char* cpFile, char* cpValue, int iErrno)
+{
+    static const char* cpReported = "";
+    const char* cpOuter = cpReported;
+    v_APPEND(cpValue, iGLBV_VALUE_SIZE, ": ");
+    v_APPEND(cpValue, iGLBV_VALUE_SIZE, strerror(iErrno));
+    if (strcmp(cpFile, cpReported) == 0)
+        return;
+    cpReported = cpFile;
+    fprintf(stderr, "glbv() read %s failed: %s (%d)\n", cpFile, strerror(iErrno), iErrno);
+    PROT("Error: GLBV: %s", cpValue);
+    cpReported = cpOuter;
+}
+
 // Reads cpFile into cpValue, which becomes the error text when there is nothing to read. Returns
 // whether the file could be opened.
 static bool bReadVariable(const char* cpFile, const char* cpName, char* cpValue)
@@ -112,12 +129,8 @@ static bool bReadVariable(const char* cpFile, const char* cpName, char* cpValue)
     if (fdIn == nullptr) {
         const int iErrno = errno;
         v_JOIN(cpValue, iGLBV_VALUE_SIZE, "?? GLBV ", cpName, " not existing");
-        if (iErrno != ENOENT) {
-            fprintf(stderr, "glbv() read %s failed: %s (%d)\n", cpFile, strerror(iErrno), iErrno);
-            v_APPEND(cpValue, iGLBV_VALUE_SIZE, ": ");
-            v_APPEND(cpValue, iGLBV_VALUE_SIZE, strerror(iErrno));
-            PROT("Error: GLBV: %s", cpValue);
-        }
+        if (iErrno != ENOENT)
+            vReportUnreadable(cpFile, cpValue, iErrno);
         return false;
     }
     const int iLines = iJoinLines(fdIn, cpValue, szBuf);
