@@ -1,0 +1,58 @@
+// Target: configuration files, stored variables, logs and semaphores.
+#include "world.h"
+
+#include "cm_common.h"
+#include "cm_hal_semaphor.h"
+#include "cm_hal_unix.h"
+#include "cm_kernel.h"
+#include "mvk.h"
+
+// The fourth operand is the room for a result.
+static int iProfile()
+{
+    char szMsg[40];
+    const int iRoom = (int)strlen(gcpTexts[3]) + 1;
+    const char* cpSection = gcpTexts[0][0] == '~' ? nullptr : gcpTexts[0];
+    return i_GetPrivateProfileString(gcpTexts[2], cpSection, gcpTexts[1], gcpTexts[3], iRoom, szMsg,
+                                     sizeof(szMsg));
+}
+
+static int iLogs()
+{
+    static void (*const vTrace)(str_log*, const char*, ...) = WRITE_TRACE; // no check of the format
+    v_set_log_main(gcpTexts[0], gcpTexts[1], &strLog);
+    vTrace(&strLog, "+ %s", gcpTexts[2]);
+    vTrace(&strLog, "COPY_FILE", gcpTexts[2]);
+    vTrace(&strLog, "- %s", gcpTexts[2]);
+    PROT("E003-BASICS  %s > %s", gcpTexts[1], gcpTexts[2]);
+    PROT("E003-%s  %s", gcpTexts[1], gcpTexts[2]);
+    return get_parent_info(gcpTexts[3], (int)strlen(gcpTexts[3]) + 1);
+}
+
+static int iVariable()
+{
+    char szValue[iGLBV_VALUE_SIZE];
+    v_COPY(szValue, sizeof(szValue), gcpTexts[1]);
+    glbv(gcpTexts[2][0], gcpTexts[0], szValue);
+    return memchr(szValue, 0, sizeof(szValue)) != nullptr ? 0 : -1;
+}
+
+// What was acquired is released, and nothing else.
+static int iSemaphore()
+{
+    SCT_SEMA strSema = {};
+    v_COPY(strSema.szSema, sizeof(strSema.szSema), gcpTexts[0]);
+    v_COPY(strSema.szCaller, sizeof(strSema.szCaller), gcpTexts[1]);
+    i_SEMA(gcpTexts[2][0], &strSema, strLog);
+    return strchr("+S*", gcpTexts[2][0]) != nullptr && i_SEMA('-', &strSema, strLog);
+}
+
+static int iTime()
+{
+    const size_t uiSize = strlen(gcpTexts[0]) + 1;
+    gcpTexts[0] = (char*)realloc(gcpTexts[0], uiSize > iTIME_SIZE ? uiSize : iTIME_SIZE);
+    return strlen(time_get(gcpTexts[0])) < iTIME_SIZE ? 0 : -1;
+}
+
+int (*const giOperations[])() = {iProfile, iLogs, iVariable, iSemaphore, iTime};
+const unsigned int guiOperations = sizeof(giOperations) / sizeof(*giOperations);
