@@ -1,8 +1,7 @@
-"""The ground of the scenario tests: every test gets a lab, a folder of its own with the product's
-configuration and a simulated tape library, and runs the real executable there.
-
-MVK_BUILD names the build folder (absolute, or relative to the root of the project; default build).
-"""
+# The ground of the scenario tests: every test gets a lab, a folder of its own with the product's
+# configuration and a simulated tape library, and runs the real executable there.
+#
+# MVK_BUILD names the build folder (absolute, or relative to the root of the project; default build).
 import collections
 import os
 import pathlib
@@ -29,19 +28,19 @@ Request = collections.namedtuple("Request", "path written reply_length timeout t
 
 
 def like(pattern, text):
-    """Whether the text is the pattern, in which "…" stands for anything."""
+    # Whether the text is the pattern, in which "…" stands for anything.
     return re.fullmatch(".*".join(map(re.escape, pattern.split("…"))), text, re.DOTALL)
 
 
 def read_log(path):
-    lines = path.read_text().splitlines() if path.exists() else []
+    lines = path.read_text().split("\n")[:-1] if path.exists() else []
     return [Event(int(w[0]), int(w[1]), w[2], w[3], w[4:]) for w in map(str.split, lines)]
 
 
 class Run:
-    """What one run did. stdout, stderr: bytes read as latin-1; status: exit status; requests,
-    events: from the simulator's log, in order; sent: one text for each request, such as
-    "sg1 12 00 00 00 ff 00 [291]" (device, CDB, reply length)."""
+    # What one run did. stdout, stderr: bytes read as latin-1; status: exit status; requests,
+    # events: from the simulator's log, in order; sent: one text for each request, such as
+    # "sg1 12 00 00 00 ff 00 [291]" (device, CDB, reply length).
 
     def __init__(self, stdout, stderr, status, events):
         self.stdout, self.stderr, self.status = stdout, stderr, status
@@ -56,12 +55,12 @@ class Run:
 
     @property
     def commands(self):
-        """What was sent behind the classifying INQUIRY, which must have been there."""
+        # What was sent behind the classifying INQUIRY, which must have been there.
         assert self.sent and re.fullmatch(r"\w+ 12 .0 00 00 ff 00 \[291\]", self.sent[0]), self.sent
         return self.sent[1:]
 
     def check(self, scripted_timeouts=False):
-        """What holds for every run that came to its end."""
+        # What holds for every run that came to its end.
         assert not re.search("Sanitizer|runtime error:", self.stderr), self.stderr
         opened = [e.path for e in self.events if e.name == "open" and e.words[0].isdigit()]
         assert opened == [e.path for e in self.events if e.name == "close"], "left open"
@@ -80,8 +79,8 @@ class Run:
             assert scripted_timeouts or request.timeout == TIMEOUTS.get(opcode, 10000), request
 
     def used(self, name, target, count):
-        """Whether a line of a scenario had its turn. The log does not tell of the listing and of
-        address requests: a test must see those in the output."""
+        # Whether a line of a scenario had its turn. The log does not tell of the listing and of
+        # address requests: a test must see those in the output.
         opcode, _, device = target.partition("@")
         if name in ("open", "timeout"):
             opcode, device = "*", target
@@ -95,11 +94,11 @@ class Run:
 
 
 class Lab:
-    """A folder with a configuration (tarvo.ini, kq.ini, ini/ lgc/ work/ glbv/), a simulated
-    library whose state lasts from run to run, and the means to run mvk on them."""
+    # A folder with a configuration (tarvo.ini, kq.ini, ini/ lgc/ work/ glbv/), a simulated
+    # library whose state lasts from run to run, and the means to run mvk on them.
 
     def __init__(self, home):
-        self.home, self.runs = home, 0
+        self.home, self.processes = home, []
         self.description, self.state = BUILD / "default.ini", home / "library.state"
         for folder in ("ini", "lgc", "work", "glbv"):
             (home / folder).mkdir()
@@ -111,26 +110,26 @@ class Lab:
                     "TARVO_INI": f"{home}/tarvo.ini", "ASAN_OPTIONS": "exitcode=99"}
 
     def write(self, name, text):
-        """Writes a file of the lab; the text is latin-1."""
+        # Writes a file of the lab; the text is latin-1.
         (self.home / name).write_bytes(text.encode("latin-1"))
 
     def read(self, name):
-        """The text of a file of the lab, empty when there is none."""
+        # The text of a file of the lab, empty when there is none.
         path = self.home / name
         return path.read_bytes().decode("latin-1") if path.exists() else ""
 
     def debug(self, text):
-        """Sets the trace levels, such as "KQ_MVK=2\\n"."""
+        # Sets the trace levels, such as "KQ_MVK=2\n".
         self.write("ini/debug.ini", text)
 
     def set_library(self, text):
-        """Takes another description, in its first state."""
+        # Takes another description, in its first state.
         self.description = self.home / "library.ini"
         self.write("library.ini", text)
         self.state.unlink(missing_ok=True)
 
     def picture(self):
-        """What the library holds now, as mvk-sim --print shows it."""
+        # What the library holds now, as mvk-sim --print shows it.
         return subprocess.run(self._sim() + ["--print"], env=self.env, timeout=20, check=True,
                               stdout=subprocess.PIPE).stdout.decode("latin-1")
 
@@ -138,39 +137,36 @@ class Lab:
         return [BUILD / "mvk-sim", "--library", self.description, "--state", self.state]
 
     def start(self, *args, scenario="", env=None, cwd=None, via=("mvk",), log=None, merge=False):
-        """Begins a run and returns the process. via: what is run instead of mvk, with the
-        arguments behind it; env: changes to the environment, None takes a variable away; log: a
-        file of the lab; merge: standard error goes to standard output."""
-        self.runs += 1
-        self.log = self.home / (log or f"log{self.runs}")
+        # Begins a run and returns the process. via: what is run instead of mvk, with the
+        # arguments behind it; env: changes to the environment, None takes a variable away; log: a
+        # file of the lab; merge: standard error goes to standard output.
+        number = len(self.processes) + 1
+        self.log = self.home / (log or f"log{number}")
         options = ["--log", self.log]
         if scenario:
-            self.write(f"scenario{self.runs}", scenario)
-            options += ["--scenario", self.home / f"scenario{self.runs}"]
+            self.write(f"scenario{number}", scenario)
+            options += ["--scenario", self.home / f"scenario{number}"]
         process = subprocess.Popen(
             [*self._sim(), *options, *via, *(a.encode("latin-1") for a in args)], cwd=cwd or self.home,
             env={k: v for k, v in {**self.env, **(env or {})}.items() if v is not None},
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT if merge else subprocess.PIPE)
+        self.processes.append(process)
         self.pid = process.pid
         return process
 
     def run(self, *args, replies=(), scenario="", library=None, check=True, **how):
-        """One run to its end, checked as far as every run can be. replies: one for each command in
-        order: bytes (the data), a text of a scenario's word and its arguments ("check 05 24 00",
-        "read EIO", "write 10"; several divided by "; "), or None (the library itself answers);
-        one that is not used fails the test, as does an unused line of the scenario. library: the
-        text of a description; how: see start."""
+        # One run to its end, checked as far as every run can be. replies: one for each command in
+        # order: bytes (the data), a text of a scenario's word and its arguments ("check 05 24 00",
+        # "read EIO", "write 10"; several divided by "; "), or None (the library itself answers);
+        # one that is not used fails the test, as does an unused line of the scenario. library: the
+        # text of a description; how: see start.
         if library is not None:
             self.set_library(library)
         scenario = "\n".join([scenario] + script(replies)) + "\n"
         process = self.start(*args, scenario=scenario.strip("\n"), **how)
-        try:
-            out, err = process.communicate(timeout=20)
-        finally:
-            process.kill()
-        run = Run(out.decode("latin-1"), (err or b"").decode("latin-1"), process.returncode,
-                  read_log(self.log))
+        out, err = process.communicate(timeout=20)
+        run = Run(out.decode("latin-1"), (err or b"").decode("latin-1"), process.returncode, read_log(self.log))
         if check and not how.get("merge"):
             run.check("timeout" in scenario)
         for line in filter(None, scenario.splitlines()):
@@ -178,8 +174,8 @@ class Lab:
         return run
 
     def check(self, args, commands, stdout, status=0, **how):
-        """A row of a table: what is sent behind the classifying INQUIRY, printed ("…" stands for
-        anything) and returned."""
+        # A row of a table: what is sent behind the classifying INQUIRY, printed ("…" stands for
+        # anything) and returned.
         run = self.run(*args, **how)
         assert (run.commands, run.status) == (commands, status)
         assert like(stdout, run.stdout), f"expected:\n{stdout}\nprinted:\n{run.stdout}"
@@ -187,8 +183,8 @@ class Lab:
 
 
 def script(replies):
-    """The scenario that gives these replies in order. A command whose write fails is not carried
-    out, so that only later ones count for the other words."""
+    # The scenario that gives these replies in order. A command whose write fails is not carried
+    # out, so that only later ones count for the other words.
     lines, done = [], 0
     for written, reply in enumerate(replies, 1):
         words = f"reply {reply.hex() or '00*0'}" if isinstance(reply, bytes) else reply or ""
@@ -203,4 +199,7 @@ def script(replies):
 def lab(tmp_path):
     missing = [n for n in ("mvk", "mvk-sim", "libmvksim.so") if not (BUILD / n).exists()]
     assert not missing, f"{BUILD} lacks {missing}"
-    return Lab(tmp_path)
+    started = Lab(tmp_path)
+    yield started
+    for process in started.processes:
+        process.kill()

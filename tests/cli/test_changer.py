@@ -1,4 +1,4 @@
-"""Media changers: listings, element addresses, moves and the control commands."""
+# Media changers: listings, element addresses, moves and the control commands.
 import pytest
 
 from conftest import like
@@ -12,19 +12,18 @@ TAG = b"ABC123" + b" " * 30
 
 
 def line(kind, u, address, full=0, source=0, tag=b""):
-    return (f"{kind:10} {u:3}(adr={address:4},src={source:4},tape={full}) "
-            f"{tag.decode('latin-1')}\n")
+    return (f"{kind:10} {u:3}(adr={address:4},src={source:4},tape={full}) " f"{tag.decode('latin-1')}\n")
 
 
 def warning(status=0, retry=None):
-    """The lines of a try that failed, of one that filled no buffer, or of one that did both."""
+    # The lines of a try that failed, of one that filled no buffer, or of one that did both.
     text = f"warning RES iStatus(dec)={status} CTRL Byte=(dec)0\n" if status else ""
     return text + ("" if retry is None else "warning buffer not filled. RES iStatus(dec)="
                    f"{status} CTRL Byte=(dec)0 retry={retry}\n")
 
 
 def firsts(*fields):
-    """The lines with the count and the first address of each type."""
+    # The lines with the count and the first address of each type.
     return "".join(f"{fields[2 * i]:3} x {name} First={fields[2 * i + 1]}\n"
                    for i, name in enumerate(["Transport", "Slot", "Port", "Drive"]))
 
@@ -45,8 +44,7 @@ LINES = {"t": line("Transport", 0, 1), "a": line("Slot", 0, 4096, 1),
     ("e p:0-0", ""), ("e s:1-", "b"), ("e s:-", "ab"), ("e s:-1-1", "ab"), ("e s:0--5", "ab"),
     ("e s-2", "c"), ("e -", ""), ("e x:0-2", ""), ("e s:0-1" + "x" * 999, "ab")], ids=short)
 def test_filter(lab, words, shown):
-    lab.check(["0030", *words.split()], [TRY], "".join(LINES[c] for c in shown),
-              replies=[None, MIXED])
+    lab.check(["0030", *words.split()], [TRY], "".join(LINES[c] for c in shown), replies=[None, MIXED])
 
 
 @pytest.mark.parametrize("device, name", [("0030", "0030"), ("030", "030"), ("/dev/sg1", "0030")])
@@ -103,27 +101,21 @@ MANY = report(page(2, *(element(5000 + 2 * i) for i in range(2046))))
     ("more slots than the table has", "s", MANY, "2046 x Slot First=5000\n"),
 ]))
 def test_reply(lab, word, reply, stdout):
-    lab.check(["0030", word], [TRY.replace("b8 00", "b8 10") if word == "l" else TRY], stdout,
-              replies=[None, reply])
+    lab.check(["0030", word], [TRY.replace("b8 00", "b8 10") if word == "l" else TRY], stdout, replies=[None, reply])
 
 
 @pytest.mark.parametrize("replies, stdout, status", table([
     ("second try", [report(size=0x100010), MIXED], warning(0, 0) + LINES["y"], 0),
-    ("third try", [report(size=7), report(BARE, size=32768), MIXED],
-     warning(0, 0) + warning(0, 1) + LINES["y"], 0),
+    ("third try", [report(size=7), report(BARE, size=32768), MIXED], warning(0, 0) + warning(0, 1) + LINES["y"], 0),
     ("refusals", ["check 05 24 00", "check 05 24 00", report(BARE)[:7]], NOTHING, 0),
-    ("the buffer is cleared", [report(MIXED[8:], size=32768),
-                               f"reply {report(size=96).hex()}; read 44"],
+    ("the buffer is cleared", [report(MIXED[8:], size=32768), f"reply {report(size=96).hex()}; read 44"],
      warning(0, 0) + ERROR + warning(3), 3),
     ("reads fail", ["read EIO"] * 3, "".join(ERROR + warning(3, i) for i in range(3)), 3),
-    ("write fails once", ["write EIO", MIXED],
-     f"…pack_len 32815, …{warning(3, 0)}{LINES['y']}", 0),
-    ("short read that brought the list", [f"reply {MIXED.hex()}; read 200"],
-     ERROR + warning(3) + LINES["y"], 3),
+    ("write fails once", ["write EIO", MIXED], f"…pack_len 32815, …{warning(3, 0)}{LINES['y']}", 0),
+    ("short read that brought the list", [f"reply {MIXED.hex()}; read 200"], ERROR + warning(3) + LINES["y"], 3),
 ]))
 def test_tries(lab, replies, stdout, status):
-    lab.check(["0030", "e", "d:1-1"], TRIES[:len(replies)], stdout, status,
-              replies=[None, *replies])
+    lab.check(["0030", "e", "d:1-1"], TRIES[:len(replies)], stdout, status, replies=[None, *replies])
 
 
 def test_changer_that_refuses_long_allocations(lab):
@@ -173,8 +165,7 @@ PAGES = report(page(1, element(1), element(2)), page(2, element(5), element(6), 
     (MIXED, "s:x d:1x t:-", (1, 4096, 258)), (MIXED, "s:3 p:1023 t:9", (0, 0, 0)),
     (MANY, "s:1023 s:1022", (0, 7046, 7044))], ids=short)
 def test_move(lab, reply, operands, addresses):
-    lab.check(["0030", "m", *operands.split()], [TRY, move(*addresses)], moved(*addresses),
-              replies=[None, reply])
+    lab.check(["0030", "m", *operands.split()], [TRY, move(*addresses)], moved(*addresses), replies=[None, reply])
 
 
 @pytest.mark.parametrize("operands, wrong", [
@@ -205,10 +196,8 @@ def test_override(lab, value, slots, operands, addresses):
     stdout = moved(*addresses)
     if slots:
         shown = value[:510] + ">" if len(value) > 511 else value
-        stdout = (f"got hard address setting from gv_mvk_adr_0030: {shown}\n" + firsts(*slots) +
-                  stdout)
-    lab.check(["0030", "m", *operands.split()], [TRY, move(*addresses)], stdout,
-              replies=[None, MIXED])
+        stdout = (f"got hard address setting from gv_mvk_adr_0030: {shown}\n" + firsts(*slots) + stdout)
+    lab.check(["0030", "m", *operands.split()], [TRY, move(*addresses)], stdout, replies=[None, MIXED])
 
 
 @pytest.mark.parametrize("args, lun, stdout", [
@@ -230,8 +219,7 @@ def test_raw_move_and_failures(lab):
     for operands, addresses in ("4096 256 1", (1, 4096, 256)), (
             "-1 65537 70000", (70000 - 65536, 65535, 1)), ("0x10 12ab %s%n", (0, 0, 12)):
         source, target, transport = operands.split()
-        lab.check(["0030", "-hm", source, target, transport], [move(*addresses)],
-                  moved(transport, source, target))
+        lab.check(["0030", "-hm", source, target, transport], [move(*addresses)], moved(transport, source, target))
     lab.check(["0030", "m", "s:0", "d:0"], [TRY, move(1, 4096, 256)],
               moved(1, 4096, 256, ["Try"]) + ERROR, 3, replies=[None, MIXED, "read EIO"])
     lab.check(["0030", "hm", "1", "2", "3"], [move(3, 1, 2)], moved(3, 1, 2, ["Try"]) + ERROR, 3,
@@ -254,15 +242,14 @@ def test_control(lab, word, sent, label):
 
 
 def test_cartridges_travel(lab):
-    """What happens in the library, run by run; True: the device answered CHECK CONDITION."""
+    # What happens in the library, run by run; True: the device answered CHECK CONDITION.
     tape = line("Drive", 0, 256, 1, 4096, b"A00001".ljust(32)) + line("Drive", 1, 257)
     for args, stdout, refused in [
             ("0030 m s:0 s:1", moved(1, 4096, 4097), True),  # full
             ("0030 m s:3 d:0", moved(1, 4099, 256), True),  # empty
             ("0030 hm 4096 9 1", moved(1, 4096, 9), True),  # no such element
             ("0030 m s:0 d:0", moved(1, 4096, 256), False), ("0030 l d:0-0", tape, False),
-            ("0030 l s:0-0", line("Slot", 0, 4096) +
-             line("Slot", 1, 4097, 1, 0, b"A00002".ljust(32)), False),
+            ("0030 l s:0-0", line("Slot", 0, 4096) + line("Slot", 1, 4097, 1, 0, b"A00002".ljust(32)), False),
             ("0040 L", "…", False), ("0030 m d:0 s:0", moved(1, 256, 4096), True),  # loaded
             ("0040 p", "…", False), ("0040 u", "…", True), ("0040 a", "…", False),
             ("0040 u", "…", False), ("0040 p", "…", False),

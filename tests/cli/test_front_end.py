@@ -1,4 +1,4 @@
-"""The front end, the way to a device, discovery and INQUIRY, through the executable."""
+# The front end, the way to a device, discovery and INQUIRY, through the executable.
 import itertools
 import re
 import subprocess
@@ -100,14 +100,14 @@ def test_operation(lab, dash, row):
     "c debug", "set", "set block_size", "set block_size debug", "set_eeprom", "set_eeprom K",
     "set_eeprom K debug"]] + [("m", [RES]), ("-m s:1", [RES]), ("m s:1 debug", [RES])])
 def test_usage_error(lab, words, commands):
-    """Too few operands and unknown words: what is sent before the usage text."""
+    # Too few operands and unknown words: what is sent before the usage text.
     debug = "debug" in words and commands
     run = lab.check(["0030"] + words.split(), on("0030", commands), "…Version…" if debug else "Version…", 1)
     assert is_usage(run.stdout[run.stdout.index("Version"):])
 
 
 def test_usage_alone(lab):
-    """Nothing is touched. The name that the caller gives stands in every line; none is no harm."""
+    # Nothing is touched. The name that the caller gives stands in every line; none is no harm.
     shell = ["bash", "-c", 'exec -a "$0" mvk "$@"']
     nameless = ["python3", "-c", "import ctypes as c; l = c.CDLL(None); l.execve("
                 f"b'{BUILD}/mvk', (c.c_char_p * 1)(), c.c_void_p.in_dll(l, 'environ'))"]
@@ -193,7 +193,7 @@ DEBUG = ("iLinuxScsiCmd() timeout=2000 ms for /dev/sg1\ndebug info\n\niLinuxScsi
     (inquiry(8), inquiry(8, 0, RAW) + WIDE[36:], f"ID=NONE Loader:  {RAW[:24]} {RAW[24:]} (/dev/sg1) \n", 0),
 ])
 def test_inquiry(lab, first, second, stdout, status):
-    """Type and fields as the device has them; at report level 2 the whole reply before them."""
+    # Type and fields as the device has them; at report level 2 the whole reply before them.
     lab.check(["0030", "i"], on("0030", [INQUIRY]), stdout, status, replies=[first, second])
     dump = "".join(f"[{i:2}]={chr(b) if 32 <= b <= 169 else f'{b:x}':>2} " for i, b in enumerate(second) if b)
     lab.check(["0030", "i", "debug"], on("0030", [INQUIRY]), f"{DEBUG}{dump}\n{stdout}", status,
@@ -234,7 +234,7 @@ def test_listing(lab, listing, stdout):
 
 @pytest.mark.parametrize("args", ["scan", "scan 2", "scan 0 debug"])
 def test_scan_of_forty(lab, args):
-    """IDs hold sums of digits, nodes report numbers, and only sixteen nodes are looked at."""
+    # IDs hold sums of digits, nodes report numbers, and only sixteen nodes are looked at.
     library, lines, nodes = "", [], {}
     for n in range(40):
         kind, address = ("tape", "changer", "disk", "tape")[n % 4], (n // 10, n % 3, n % 13, n % 2)
@@ -290,16 +290,15 @@ def test_result_line_comes_last(lab, args):
 
 @pytest.mark.parametrize("closed", itertools.product(["", "<&-"], ["", ">&-"], ["", "2>&-"]))
 def test_closed_standard_streams(lab, closed):
-    """No report goes to a device or a lock file that was given a standard stream's number."""
-    run = lab.run("0030", "i", via=["sh", "-c", f'exec mvk "$@" {" ".join(closed)}', "sh"],
-                  check=not closed[2])
+    # No report goes to a device or a lock file that was given a standard stream's number.
+    run = lab.run("0030", "i", via=["sh", "-c", f'exec mvk "$@" {" ".join(closed)}', "sh"], check=not closed[2])
     assert run.status == 0 and run.sent == on("0030", [INQUIRY] * 2)
     assert run.stdout == ("" if closed[1] else LOADER)
     assert {r.took for r in run.requests} == {"42"} and lab.read("work/sem/mvk_busy_0030.sem") == ""
 
 
 def test_what_the_executable_needs():
-    """The C library alone, and its plain file calls, so that a stand-in for them can be preloaded."""
+    # The C library alone, and its plain file calls, so that a stand-in for them can be preloaded.
     libraries, names = (set(re.findall(pattern, subprocess.check_output([*tool, BUILD / "mvk"], text=True)))
                         for tool, pattern in ((["readelf", "-d"], r"NEEDED.*\[(.*)\]"),
                                               (["nm", "-D"], r"(?m) (\w+)(?:@|$)")))
@@ -311,7 +310,7 @@ def test_what_the_executable_needs():
 
 
 def test_documents():
-    """The operations of the program are those tried here, in the usage text and in the manual."""
+    # The operations of the program are those tried here, in the usage text and in the manual.
     source = (ROOT / "src/sys/linux/mvk.cpp").read_text()
     table = set(re.findall(r'^    \{"(\w+)", +"\w*", +(true|false)', source, re.MULTILINE))
     tried = {row[0].split()[0] for row in OPERATIONS}

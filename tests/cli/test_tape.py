@@ -1,4 +1,4 @@
-"""Tape drives: status, mode pages, settings, attributes, EEPROM text and labels."""
+# Tape drives: status, mode pages, settings, attributes, EEPROM text and labels.
 import re
 
 import pytest
@@ -11,8 +11,7 @@ STATUS = [MEDIUM_TYPE, "sg2 03 00 00 00 64 00 [136]", "sg2 1a 00 0f 00 64 00 [13
 PAGES, EEPROM = "sg2 1a 00 3f 00 ff 00 [291]", "sg2 5a 00 3e 00 00 00 00 1f ff 00 [8227]"
 COMPRESSION = "sg2 1a 00 0f 00 30 00 [84]"
 LOAD, READ = "sg2 1b 00 00 00 01 00 [36]", "sg2 08 02 00 07 ff 00 [2084]"
-SIZE, DENSITY, DCE = ("MODE SELECT (6) SET " + s for s in
-                      ("BLOCKSIZE", "DENSITY", "COMPRESSION DCE"))
+SIZE, DENSITY, DCE = ("MODE SELECT (6) SET " + s for s in ("BLOCKSIZE", "DENSITY", "COMPRESSION DCE"))
 WORM = attributes((0x408, 0x80, b"\x80"))
 
 
@@ -25,8 +24,8 @@ def listing(first="04 00"):
 
 
 def lines(text):
-    """Lines parted by "|". "!" stands for the line of a failed read, "*" for what the executor
-    prints at debug level, "--" for the line above a page's title."""
+    # Lines parted by "|". "!" stands for the line of a failed read, "*" for what the executor
+    # prints at debug level, "--" for the line above a page's title.
     marks = {"!": "iLinuxScsiCmd() Error read from /dev/sg2\n", "--": "-" * 35 + "\n",
              "*": "iLinuxScsiCmd() timeout=10000 ms for /dev/sg2\ndebug info\n\niLinuxScsiCmd() "
                   "after write op sg_hd->result=0\niLinuxScsiCmd() gszCurCmd=mvk 0040 …debug \n"}
@@ -55,8 +54,7 @@ READY = bytes(18) + b"\x80"
         (0x87, "Super DLTtape II"), (0x88, "unknown (88)"), (0x90, "VStape I")]),
     (READY, mode6(b"\x0f\x0e\x80", b"\x48\1\1\1\1\0\x80\0", 0, 0x90),
      summary(buffered=1, length=32768, protect=1, density=48, compression=1), 0),
-    (READY, mode6(b"\x0f\x0e\x7f", b"\xff\0\0\0\0\xff\xff\xff", 0, 0x6F),
-     summary(length=16777215, density="ff"), 0),
+    (READY, mode6(b"\x0f\x0e\x7f", b"\xff\0\0\0\0\xff\xff\xff", 0, 0x6F), summary(length=16777215, density="ff"), 0),
     (READY, mode6(bytes(10) + b"\x80"), summary(compression=1), 0),  # positions never move
     (READY, mode6(b"\x0f\x0e\x80", b"\4\0\0\0\0\0\0\1")[:12], summary(length=1, density=4), 0)
 ], ids=short)
@@ -71,8 +69,7 @@ def dump(length, count, rest):
 
 
 def eeprom(length, count, rest):
-    return (f"TRY MODE SENSE FOR EEPROM|DATA LEN={length}|DESCRIPTOR(S)={count}|"
-            f"8 BYTES PARAMETER LIST|{rest}")
+    return (f"TRY MODE SENSE FOR EEPROM|DATA LEN={length}|DESCRIPTOR(S)={count}|" f"8 BYTES PARAMETER LIST|{rest}")
 
 
 TITLE = "MODE SENSE FOR EEPROM"
@@ -151,8 +148,7 @@ LOADING = [LOAD, select(12), READ]
            ("0x4", "04 00"), ("0xFFfe01", "ff fe")]),
     *((f"word {word}", f"read {word}", [], [], f"UNKNOWN MODE '{word}'", 1)
       for word in ("", "mediums", "0X0408", "MEDIUM")),
-    *((f"type {i}", "read medium_type", reply, MEDIUM_TYPE, text, status)
-      for i, (reply, text, status) in enumerate([
+    *((f"type {i}", "read medium_type", reply, MEDIUM_TYPE, text, status) for i, (reply, text, status) in enumerate([
           (WORM, "medium_type=Write-once medium", 0),
           (be(8192, 4), "Read Attribute not supported", 1),
           (f"reply {WORM.hex()}; read 60", "!|medium_type=Write-once medium", 3),
@@ -170,8 +166,7 @@ LOADING = [LOAD, select(12), READ]
      f"!|DCE=1|DATA COMPRESSION ENABLE:1|TRY {DCE}|compression=1|DONE {DCE}", 0),
     ("page not set", "c 1", [b"", "read EIO"], [COMPRESSION, select(28)],
      f"DCE=1|DATA COMPRESSION ENABLE:1|TRY {DCE}|!", 3),
-    ("no key", "set_eeprom  X", TEXT[0], EEPROM,
-     TEXT[1] + "FAIL GOT NO KEY TO SET|EXAMPLE|VENDORID", 1),
+    ("no key", "set_eeprom  X", TEXT[0], EEPROM, TEXT[1] + "FAIL GOT NO KEY TO SET|EXAMPLE|VENDORID", 1),
     ("no value", "set_eeprom KEY ", TEXT[0], EEPROM, TEXT[1] + "FAIL GOT NO VALUE TO SET", 1),
     ("text not read", "set_eeprom KEY X", "read EIO", EEPROM, "TRY MODE SENSE FOR EEPROM|!", 3),
     *((f"2A {i}", "L", [b"", b"", block((0, b"2A NAME 1"), (129, time), (150, b"WEEK 1"))], LOADING,
@@ -187,11 +182,9 @@ LOADING = [LOAD, select(12), READ]
           (block((0, b"2A"), (2047, b"\x80")), "zel_label=\x80"),
           (block((0, b"TAPE"), (4, b"HM"), (94, b"L 1"), (222, b"MONTHLY M")),
            "|gorvath_label=L 1|gorvath_etc=MONTHLY |gorvath_etc=M"),
-          (block((0, b"TAPE"), (94, b"M1"), (2047, b"M")),
-           "|gorvath_label=|gorvath_etc=M1|gorvath_etc=M"),
+          (block((0, b"TAPE"), (94, b"M1"), (2047, b"M")), "|gorvath_label=|gorvath_etc=M1|gorvath_etc=M"),
           (block((0, b"TAPE"), (93, b"H\0LM")), "L|gorvath_etc=M"),
-          (block((0, b"TAP\x0a2A"), (2047, b"\xff")),
-           "UNKNOWN|iBufSize=2048|54 41 50 a 32 41 ff ")])),
+          (block((0, b"TAP\x0a2A"), (2047, b"\xff")), "UNKNOWN|iBufSize=2048|54 41 50 a 32 41 ff ")])),
     ("2A, debug", "L debug", [b"", b"", block((0, b"2A"), (140, b" T"))], LOADING,
      "TRY LOAD TAPE|…|*|[0] 50|[1] 65|zel_label= T|DONE READ", 0),
     ("empty tape", "L", [b"", b"", "check 08 00 05"], LOADING, load(BLANK), 0),
@@ -201,8 +194,7 @@ LOADING = [LOAD, select(12), READ]
 ]))
 def test_operation(lab, args, replies, sent, text, status):
     replies, sent = (x if isinstance(x, list) else [x] for x in (replies, sent))
-    lab.check(["0040", *args.split(" ")], sent, lines(text), status,
-              replies=replies and [None, *replies])
+    lab.check(["0040", *args.split(" ")], sent, lines(text), status, replies=replies and [None, *replies])
 
 
 TITLES = """01 ERROR RECOVERY PAGE;02 DISCONNECT RECONNECT PAGE;0a CONTROL MODE PAGE;
@@ -216,7 +208,7 @@ a0 UNKNOWN CODE PAGE a0""".replace("\n", "").split(";")
 
 
 def test_page_titles(lab):
-    """One page of one byte for each title; text pages show characters."""
+    # One page of one byte for each title; text pages show characters.
     text, at, pages = "[0] 43|PAGE DESCRIPTOR|DATA BLOCK(S)", 7, bytes(3)
     for code, title in ((int(entry[:2], 16), entry[3:]) for entry in TITLES):
         shown = [chr(code), "\1", "A"] if code in b"\x20\x21\x22\x23\x2c" else [f"{code:x}", 1, 41]
@@ -224,8 +216,7 @@ def test_page_titles(lab):
         if code == 0x0F:
             text += "|DATA COMPRESSION ENABLE:0|DATA COMPRESSION CAPABLE:1"
         at, pages = at + 3, pages + bytes([code, 1, 0x41])
-    lab.check(["0040", "get"], [PAGES], lines(dump(at, 0, text)),
-              replies=[None, mode6(pages, length=at)])
+    lab.check(["0040", "get"], [PAGES], lines(dump(at, 0, text)), replies=[None, mode6(pages, length=at)])
 
 
 @pytest.mark.parametrize("value, number", [
@@ -261,7 +252,7 @@ ON = bytes([0, 0x86, 0x10, 8, 0x48, 0, 0, 0, 0, 0, 0, 1, 0xF, 0xE, 0xC0, 0, 1]) 
      "…DCE=5|DATA COMPRESSION ENABLE:1|debug info before SCSI_ExecuteCommand|" + bytes_dump(ON) +
      f"|TRY {DCE}|*|compression=1|DONE {DCE}", ON)], ids=short)
 def test_parameter_list(lab, args, reply, text, wanted):
-    """The list is not written to the device; the trace of a debug run shows the request block."""
+    # The list is not written to the device; the trace of a debug run shows the request block.
     lab.check(["0040", *args.split(), "debug"], [COMPRESSION] * (reply is not None) +
               [select(len(wanted))], lines(text), replies=[None, reply] if reply else [])
     trace = lab.read("lgc/kq_mvk.lgc").partition("iLinuxScsiCmd 0x15")[2]
@@ -283,8 +274,7 @@ def test_set_eeprom(lab, key, value, page, got):
         f"[{i}] {b:x}" if i < 6 else f"[{i}] {chr(b)}" for i, b in enumerate(data))
     for last, status in ("", 0), ("!|", 3):
         end = f"TRY SET {TITLE}|{last}DONE SET {TITLE} WITH STATUS {status}"
-        lab.check(["0040", "set_eeprom", key, value], [EEPROM, select(len(data))],
-                  lines(f"{text}|{end}"), status,
+        lab.check(["0040", "set_eeprom", key, value], [EEPROM, select(len(data))], lines(f"{text}|{end}"), status,
                   replies=[None, page[0]] + ["read EIO"] * (status == 3))
 
 
