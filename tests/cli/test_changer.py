@@ -98,8 +98,7 @@ MANY = report(page(2, *(element(5000 + 2 * i) for i in range(2046))))
     ("firsts", "s", MIXED, firsts(1, 1, 3, 4096, 0, 0, 2, 256).replace("  0 x Port First=0\n", "")),
     ("firsts of several pages", "s", report(page(9, element(1)), BARE, page(4, element(4))),
      "  1 x Slot First=10\n  1 x Drive First=4\n"),
-    ("more slots than the table has", "s", MANY, "2046 x Slot First=5000\n"),
-]))
+    ("more slots than the table has", "s", MANY, "2046 x Slot First=5000\n")]))
 def test_reply(lab, word, reply, stdout):
     lab.check(["0030", word], [TRY.replace("b8 00", "b8 10") if word == "l" else TRY], stdout, replies=[None, reply])
 
@@ -112,15 +111,9 @@ def test_reply(lab, word, reply, stdout):
      warning(0, 0) + ERROR + warning(3), 3),
     ("reads fail", ["read EIO"] * 3, "".join(ERROR + warning(3, i) for i in range(3)), 3),
     ("write fails once", ["write EIO", MIXED], f"…pack_len 32815, …{warning(3, 0)}{LINES['y']}", 0),
-    ("short read that brought the list", [f"reply {MIXED.hex()}; read 200"], ERROR + warning(3) + LINES["y"], 3),
-]))
+    ("short read that brought the list", [f"reply {MIXED.hex()}; read 200"], ERROR + warning(3) + LINES["y"], 3)]))
 def test_tries(lab, replies, stdout, status):
     lab.check(["0030", "e", "d:1-1"], TRIES[:len(replies)], stdout, status, replies=[None, *replies])
-
-
-def test_changer_that_refuses_long_allocations(lab):
-    lab.check(["0031", "e"], TRIES, warning(0, 0) + warning(0, 1) + line("Slot", 0, 7) +
-              line("Slot", 1, 8), library="[library]\nstrict_allocation = yes\n" + LUN_1)
 
 
 @pytest.mark.parametrize("reply, stdout, status", table([
@@ -135,8 +128,7 @@ def test_changer_that_refuses_long_allocations(lab):
      firsts(1024, 1, 1024, 65535, 1024, 3, 1023, 4), 0),
     ("addresses all zero", address_page(0, 1, 0, 20, 9, 0, 0, 2),  # no port to have the 9
      firsts(1, 0, 20, 0, 0, 0, 2, 0) + "all address are zero\n", 0),
-    ("fails", "read EIO", ERROR, 3),
-]))
+    ("fails", "read EIO", ERROR, 3)]))
 def test_address_page(lab, reply, stdout, status):
     cut = f"reply {report(size=16).hex()}; read 44"  # an empty list, and a failure
     lab.check(["0030", "s"], [TRY, "sg1 1a 00 1d 00 30 00 [136]"], ERROR + warning(3) + stdout,
@@ -189,8 +181,7 @@ def test_move_refused(lab, operands, wrong):
     ("a negative count", ",-3x10", (1, 1, -3, 10, 0, 0, 2, 256), "s:0 s:1", (1, 10, 4100)),
     ("5000 bytes", "1x7," + "9x9," * 1249, (1, 7, 9, 9, 9, 9, 9, 9), "s:8 d:0", (7, 17, 9)),
     ("empty", "", None, "s:0 d:0", (1, 4096, 256)),
-    ("question mark", "? 1x9", None, "s:0 d:0", (1, 4096, 256)),
-]))
+    ("question mark", "? 1x9", None, "s:0 d:0", (1, 4096, 256))]))
 def test_override(lab, value, slots, operands, addresses):
     lab.write("glbv/gv_mvk_adr_0030.sgv", value)
     stdout = moved(*addresses)
@@ -226,19 +217,6 @@ def test_raw_move_and_failures(lab):
               replies=[None, "read EIO"])
     lab.check(["0030", "m", "s:0", "d:0"], [*TRIES, move(0, 0, 0)],  # nothing is known
               NOTHING + moved(0, 0, 0), replies=[None] + [b""] * 3)
-
-
-@pytest.mark.parametrize("word, sent, label", [
-    ("I", "07 00 00 00 00 00 [36]", "INITIALIZE ELEMENT STATUS for LOADER"),
-    ("a", "1e 00 00 00 00 00 [36]", "ALLOW REMOVABLE"),
-    ("p", "1e 00 00 00 01 00 [36]", "PREVENT REMOVABLE"),
-    ("u", "1b 00 00 00 00 00 [36]", "UNLOAD TAPE"), ("r", "01 00 00 00 00 00 [36]", "REWIND TAPE"),
-    ("erase", "19 03 00 00 00 00 [55]", None)])
-def test_control(lab, word, sent, label):
-    lines = [f"TRY {label}\n", f"DONE {label}\n"] if label else ["", ""]
-    lab.check(["0040", word], ["sg2 " + sent], "".join(lines))
-    lab.check(["0030", "-" + word if label else word], ["sg1 " + sent], lines[0] + ERROR + lines[1],
-              3, replies=[None, "read EIO"])
 
 
 def test_cartridges_travel(lab):

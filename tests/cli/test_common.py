@@ -2,7 +2,6 @@
 import os
 import random
 import re
-import shutil
 import signal
 import time
 
@@ -11,7 +10,7 @@ import pytest
 from conftest import INQUIRY, Run, like, read_log
 
 SEMA, OK = "work/sem/mvk_busy_0030.sem", 'STATUS=SUCCESS MSG="OK"\n'
-MISSING, NO_PROT = "FATAL: SET_LOG_MAIN: gv_rw_%s not set", "\nNo gv_prot defined! kq_start_all necessary!\n"
+MISSING = "FATAL: SET_LOG_MAIN: gv_rw_%s not set"
 
 
 def without(lab, key):
@@ -36,21 +35,6 @@ def test_without_configuration(lab, tarvo):
         "gv_rw_work:sem", "gv_rw_work:sem/mvk_busy_0030.sem"]
 
 
-@pytest.mark.parametrize("prepare, before", [
-    (lambda variable, home: variable.unlink(), NO_PROT),
-    (lambda variable, home: variable.write_text(""), "glbv() read failed: empty file\n" + NO_PROT),
-    (lambda variable, home: (variable.unlink(), variable.mkdir()),
-     "glbv() read {} failed: Is a directory (21)\n" + NO_PROT),
-    (lambda variable, home: variable.write_text("/nonexistent/x"), ""),
-    (lambda variable, home: (home / "protocol").symlink_to("/dev/full"), "")])
-def test_protocol_that_fails(lab, prepare, before):
-    variable = lab.home / "glbv/gv_prot.sgv"
-    prepare(variable, lab.home)
-    without(lab, "gv_rw_lgc")
-    run = lab.run("0030", "i")
-    assert (run.stderr, run.status) == ((before.format(variable) + MISSING % "lgc") * 4 + OK, 0)
-
-
 @pytest.mark.parametrize("lang, text", [
     ("de", "existiert noch nicht - Neustart"), ("de_BA", "gibds no nedd - Neistart"),
     *[(lang, "not yet existing - please restart TARVO.") for lang in ("en", "fr", "hr", "DE", "de_AT")]])
@@ -63,13 +47,6 @@ def test_language(lab, lang, text):
     stamp = rf"\d{{4}}-\d\d-\d\d \d\d:\d\d:\d\d E003-BASICS \[{lab.pid:6}\]: LOG_CHECK > gv_rw_ini "
     lines = [re.sub(stamp, "", line) for line in lab.read("protocol").splitlines()]
     assert lines == ["not yet existing - please restart TARVO."] + [text] * 6
-
-
-def test_missing_language(lab):
-    without(lab, "lang")
-    lab.run("0030", "i")
-    for name, count in (("kq_mvk", 1), ("kq_sem_mvk_busy_0030", 3)):
-        compare(lab, name, ["didn't find key lang in kq.ini > set language to en"] * count)
 
 
 LUN_1 = "[device]\naddress = 0:0:3:1\ntype = changer\n"
@@ -95,12 +72,6 @@ def test_trace(lab, debug, level):
     # All but the line that tells of the log goes to standard error too.
     echo = lab.read("lgc/kq_mvk.lgc").partition("\n")[2] if re.search("STDERR=[13]", debug) else ""
     assert run.stderr == echo + OK and not (lab.home / "lgc/kq_sem_mvk_busy_0031.lgc").exists()
-
-
-def test_trace_of_a_path(lab):
-    lab.debug("KQ_MVK=1\n")
-    lab.run("/dev/sg1", "i")
-    assert like("…# gszID set to [0030]\n…# device gszDev set to [/dev/sg1]\n…", lab.read("lgc/kq_mvk.lgc"))
 
 
 def test_debug_trace(lab):
@@ -192,27 +163,6 @@ def test_sixty_runs_at_once(lab):
     assert {p.returncode for p in processes} == {0, 9} and len({e.pid for e in events}) > 1
     turns = [e.pid for e, before in zip(events, [None] + events) if not before or e.pid != before.pid]
     assert len(turns) == len(set(turns)), "two runs overlapped at the device"
-
-
-FATAL = "STATUS=FATAL MSG={}\n"
-
-
-@pytest.mark.parametrize("prepare, limit, stdout", [
-    (lambda work: shutil.rmtree(work), "", FATAL.format("failed to open lock file: (2) No such file or directory")),
-    (lambda work: ((work / "sem").mkdir(), (work / "sem/mvk_busy_0030.sem").symlink_to("/dev/full")), "",
-     FATAL.format("failed to truncate lock file: (22) Invalid argument")),
-    (lambda work: None, "trap '' XFSZ; ulimit -f 0; ",
-     FATAL.format("writing pid into lock file failed: (27) File too large")),
-    (lambda work: (work / "sem").write_text(""), "", ""),
-    (lambda work: (work / "sem/mvk_busy_0030.sem").mkdir(parents=True), "", "")])
-def test_unusable_semaphore(lab, prepare, limit, stdout):
-    # Nothing is sent; a semaphore that cannot even be looked at counts as held.
-    prepare(lab.home / "work")
-    run = lab.run("0030", "i", via=["sh", "-c", limit + 'exec mvk "$@"', "sh"])
-    assert (run.stdout, run.status, run.events) == (stdout, 3 if stdout else 9, [])
-    assert run.stderr == ("" if stdout else "Warning: Could not perform: mvk 0030 i \nSemaphore mvk_busy_0030 is "
-                          f"occupied by: failed to open semaphore file {lab.home / SEMA}\n"
-                          'STATUS=ERROR MSG="MVK_OCCUPIED"\n')
 
 
 def test_full_disk_for_traces(lab):

@@ -78,8 +78,7 @@ OPERATIONS = [
     ("get", "0040", ["1a 00 3f 00 ff 00 [291]"], "TRY MODE SENSE (6)\nDATA LEN=125\n…"),
     ("set block_size 65536", "0040", LOAD[1:2], "TRY MODE SELECT (6) SET BLOCKSIZE\nnew_block_size=65536\n…"),
     ("set density_code 66", "0040", LOAD[1:2], "SIZE=66\nTRY MODE SELECT (6) SET DENSITY\nnew_dens…"),
-    ("set foo 5", "0040", [], ""),
-]
+    ("set foo 5", "0040", [], "")]
 
 
 def on(device, commands):
@@ -156,8 +155,7 @@ EXECUTOR = [
     ("0040 u", [], "timeout sg2 2 EIO", ["1b 00 00 00 00 00 [36]"],
      f"TRY UNLOAD TAPE\n{LATE % (120000, '/dev/sg2')}DONE UNLOAD TAPE\n", 0),
     # What the device says of itself in the reply's header is left to the operations.
-    ("0040 u", [None, "check 05 24 00; result 7"], "", ["1b 00 00 00 00 00 [36]"], "TRY UNLOAD TAPE\nDONE…", 0),
-]
+    ("0040 u", [None, "check 05 24 00; result 7"], "", ["1b 00 00 00 00 00 [36]"], "TRY UNLOAD TAPE\nDONE…", 0)]
 
 
 @pytest.mark.parametrize("args, replies, scenario, commands, stdout, status", EXECUTOR)
@@ -190,8 +188,7 @@ DEBUG = ("iLinuxScsiCmd() timeout=2000 ms for /dev/sg1\ndebug info\n\niLinuxScsi
     (inquiry(1, 1), inquiry(8), f"{LOADER_LINE} (loader present) \n", 0),
     (inquiry(0x21), inquiry(1), f"{TAPE_LINE}\n", 0),
     *[(inquiry(8), reply, "", 6) for reply in (inquiry(0x21), inquiry(0x88), WIDE, b"")],
-    (inquiry(8), inquiry(8, 0, RAW) + WIDE[36:], f"ID=NONE Loader:  {RAW[:24]} {RAW[24:]} (/dev/sg1) \n", 0),
-])
+    (inquiry(8), inquiry(8, 0, RAW) + WIDE[36:], f"ID=NONE Loader:  {RAW[:24]} {RAW[24:]} (/dev/sg1) \n", 0)])
 def test_inquiry(lab, first, second, stdout, status):
     # Type and fields as the device has them; at report level 2 the whole reply before them.
     lab.check(["0030", "i"], on("0030", [INQUIRY]), stdout, status, replies=[first, second])
@@ -224,8 +221,7 @@ SCANNED_DISK = "ID={} other:   VENDOR   MODEL           \n".format
     (FIRST + VENDOR + DISK + SECOND + CHANGER, SCANNED_DISK("0010") + SCANNED("0020", "/dev/sg1")),
     (FIRST + SECOND + VENDOR + CHANGER, SCANNED("0020", "/dev/sg1")),
     (VENDOR + DISK + CHANGER, SCANNED_DISK("") + SCANNED("", "")),
-    ("Attached devices: \n\n" + FIRST + VENDOR[:-1] + "x" * 300 + "\n  Type:   Unknown\n", SCANNED_DISK("0010")),
-])
+    ("Attached devices: \n\n" + FIRST + VENDOR[:-1] + "x" * 300 + "\n  Type:   Unknown\n", SCANNED_DISK("0010"))])
 def test_listing(lab, listing, stdout):
     lab.write("listing", listing)
     run = lab.run("scan", library="[library]\nlisting = listing\n" + device("0:0:0:0", "disk"))
@@ -249,17 +245,6 @@ def test_scan_of_forty(lab, args):
     assert (run.stdout.splitlines(True), run.sent, run.status) == (expected, [], 0)
 
 
-@pytest.mark.parametrize("more, scenario, node, made", [
-    ("", "", "/dev/nst0", []), ("node = 5", "", "/dev/nst5", [["9", "128", "EEXIST"]]),
-    ("node = none", "", "/dev/nst0", [["9", "128", "0"]]), ("node_address = 0:0:9:0", "", "/dev/nst?", []),
-    ("", "open nst0 1 EBUSY", "/dev/nst?", []), ("", "idlun nst0 * EIO", "/dev/nst?", []),
-])
-def test_tape_node(lab, more, scenario, node, made):
-    run = lab.run("scan", scenario=scenario, library=device("0:0:4:0", "tape", more))
-    assert run.stdout == SCANNED("0040", node).replace("Loader: ", "Tape:   ")
-    assert [e.words for e in run.events if e.name == "mknod" and e.path == "/dev/nst0"] == made
-
-
 @pytest.mark.parametrize("args, library, scenario, sent, lun, stdout", [
     # Three digits: the last loader or tape drive on any host; others are never selected.
     ("050 i", "0:0:5:0 tape, 1:0:5:0 changer, 2:0:5:0 disk", "", "sg1", "00 00", "ID=NONE Loader: …"),
@@ -280,12 +265,6 @@ def test_selection(lab, args, library, scenario, sent, lun, stdout):
     run = lab.run(*args.split(), scenario=scenario, library=library)
     assert run.sent == [f"{sent} {INQUIRY}".replace("12 00", f"12 {byte}") for byte in lun.split()]
     assert like(stdout, run.stdout) and run.status == (0 if sent or args == 'scan' else 2)
-
-
-@pytest.mark.parametrize("args", ["0030 i", "0030 e", "scan", "", "0030 x", "0099 i"])
-def test_result_line_comes_last(lab, args):
-    run = lab.run(*args.split(), merge=True)
-    assert like("…\nSTATUS=…\n", run.stdout) and run.stdout.count("STATUS=") == 1
 
 
 @pytest.mark.parametrize("closed", itertools.product(["", "<&-"], ["", ">&-"], ["", "2>&-"]))

@@ -190,8 +190,7 @@ LOADING = [LOAD, select(12), READ]
     ("empty tape", "L", [b"", b"", "check 08 00 05"], LOADING, load(BLANK), 0),
     ("not loaded", "L", ["read EIO", b"", b""], LOADING, load(BLANK, before="!|"), 3),
     ("size not set", "L", [b"", "read EIO", b""], LOADING, load(BLANK, f"TRY {SIZE}|!"), 0),
-    ("label not read", "L", [b"", b"", "read EIO"], LOADING, load("!"), 0),
-]))
+    ("label not read", "L", [b"", b"", "read EIO"], LOADING, load("!"), 0)]))
 def test_operation(lab, args, replies, sent, text, status):
     replies, sent = (x if isinstance(x, list) else [x] for x in (replies, sent))
     lab.check(["0040", *args.split(" ")], sent, lines(text), status, replies=replies and [None, *replies])
@@ -276,15 +275,3 @@ def test_set_eeprom(lab, key, value, page, got):
         end = f"TRY SET {TITLE}|{last}DONE SET {TITLE} WITH STATUS {status}"
         lab.check(["0040", "set_eeprom", key, value], [EEPROM, select(len(data))], lines(f"{text}|{end}"), status,
                   replies=[None, page[0]] + ["read EIO"] * (status == 3))
-
-
-def test_tape_in_the_library(lab):
-    for args, text in [
-            ("0030 m s:0 d:0", "…"), ("0040 L", lines(load(
-                "zel_label=A00001|zel_init_time=2024-05-01 08:15:00|zel_etc=WEEKLY|DONE READ"))),
-            ("0040 set density_code 5", "…"),  # a list that is not written changes nothing
-            ("0040 s", lines("Tape Info|medium_type=Data medium|" + summary(
-                buffered=1, media="Super DLTtape I", density=49, compression=1))),
-            ("0040 r", "…"), ("0040 erase", ""), ("0040 r", "…"), ("0040 L", f"…{lines(BLANK)}")]:
-        run = lab.run(*args.split())
-        assert run.status == 0 and like(text, run.stdout), (args, run.stdout)

@@ -104,13 +104,6 @@ COMMAND(split)
     printf("%d", cm_strtok(nullptr, ',') != nullptr);
 }
 
-// Text of debug.ini. Shows the level of KQ_MVK.
-COMMAND(level)
-{
-    vWrite("ini/debug.ini", cpArg(1));
-    printf("%d", log_check("Kq_mvk"));
-}
-
 static str_log strRecord(int iVerify)
 {
     str_log strResult = {"", 1, iVerify, ""};
@@ -275,22 +268,6 @@ COMMAND(execute)
                  uiRequest);
 }
 
-// Mode, ID, "x" for commands that do nothing.
-COMMAND(id)
-{
-    vDevice(cpArg(2), "x", 0, "--");
-    gbFails = cpArg(3)[0] == 'x';
-    const int iResult = iLinuxGetID(cpArg(1), 1);
-    printf("%d %s", iResult, gszDev);
-}
-
-// Mode, command, "x" for a pipe that fails.
-COMMAND(filter)
-{
-    gbFails = cpArg(3)[0] == 'x';
-    printf("%d", iExecFilter(cpArg(1), cpArg(2)));
-}
-
 // Report level. Looks for the drive 1052, and asks some nodes whether they are it.
 COMMAND(tapes)
 {
@@ -299,10 +276,4 @@ COMMAND(tapes)
     printf("%s", szValue);
     for (const char* cpNode : {"/dev/nst0", "/dev/nst1", "/dev/nst2"})
         printf(" %d", iLinuxGetTapeBusInfo(cpNode, "1052", 0));
-}
-
-// File, whether it is shown.
-COMMAND(exist)
-{
-    printf("%d", iFileExist(cpArg(1), iArg(2)));
 }
