@@ -245,6 +245,16 @@ def test_scan_of_forty(lab, args):
     assert (run.stdout.splitlines(True), run.sent, run.status) == (expected, [], 0)
 
 
+@pytest.mark.parametrize("more, scenario, node, made", [
+    ("", "", "/dev/nst0", []), ("node = 5", "", "/dev/nst5", [["9", "128", "EEXIST"]]),
+    ("node = none", "", "/dev/nst0", [["9", "128", "0"]]), ("node_address = 0:0:9:0", "", "/dev/nst?", []),
+    ("", "open nst0 1 EBUSY", "/dev/nst?", []), ("", "idlun nst0 * EIO", "/dev/nst?", [])])
+def test_tape_node(lab, more, scenario, node, made):
+    run = lab.run("scan", scenario=scenario, library=device("0:0:4:0", "tape", more))
+    assert run.stdout == SCANNED("0040", node).replace("Loader: ", "Tape:   ")
+    assert [e.words for e in run.events if e.name == "mknod" and e.path == "/dev/nst0"] == made
+
+
 @pytest.mark.parametrize("args, library, scenario, sent, lun, stdout", [
     # Three digits: the last loader or tape drive on any host; others are never selected.
     ("050 i", "0:0:5:0 tape, 1:0:5:0 changer, 2:0:5:0 disk", "", "sg1", "00 00", "ID=NONE Loader: …"),
