@@ -128,11 +128,6 @@ class Lab:
         self.write("library.ini", text)
         self.state.unlink(missing_ok=True)
 
-    def picture(self):
-        # What the library holds now, as mvk-sim --print shows it.
-        return subprocess.run(self._sim() + ["--print"], env=self.env, timeout=20, check=True,
-                              stdout=subprocess.PIPE).stdout.decode("latin-1")
-
     def _sim(self):
         return [BUILD / "mvk-sim", "--library", self.description, "--state", self.state]
 

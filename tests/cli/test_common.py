@@ -86,14 +86,6 @@ def test_debug_trace(lab):
     assert run.stderr == lab.read("lgc/kq_mvk.lgc") + OK
 
 
-@pytest.mark.parametrize("device, name", [
-    ("/dev/sg3", ""), ("abc", ""), ("", ""), ("scan", ""), ("0", "_0"), ("12", "_12"), ("0001", "_0001"),
-    (" 7", "_ 7"), ("-1x", "_-1x"), ("0" * 99, "_" + "0" * 22)])
-def test_semaphore_name(lab, device, name):
-    lab.run(device, "x")
-    assert [(p.name, p.read_text()) for p in (lab.home / "work/sem").iterdir()] == [(f"mvk_busy{name}.sem", "")]
-
-
 def wait_until(condition):
     end = time.monotonic() + 10
     while not condition() and time.monotonic() < end:

@@ -47,12 +47,5 @@ static int iSemaphore()
     return strchr("+S*", gcpTexts[2][0]) != nullptr && i_SEMA('-', &strSema, strLog);
 }
 
-static int iTime()
-{
-    const size_t uiSize = strlen(gcpTexts[0]) + 1;
-    gcpTexts[0] = (char*)realloc(gcpTexts[0], uiSize > iTIME_SIZE ? uiSize : iTIME_SIZE);
-    return strlen(time_get(gcpTexts[0])) < iTIME_SIZE ? 0 : -1;
-}
-
-int (*const giOperations[])() = {iProfile, iLogs, iVariable, iSemaphore, iTime};
+int (*const giOperations[])() = {iProfile, iLogs, iVariable, iSemaphore};
 const unsigned int guiOperations = sizeof(giOperations) / sizeof(*giOperations);

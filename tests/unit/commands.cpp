@@ -97,13 +97,6 @@ COMMAND(time)
     printf("%s", time_get(szValue));
 }
 
-COMMAND(split)
-{
-    for (const char* cp = cm_strtok(cpArg(1), ','); cp != nullptr; cp = cm_strtok(nullptr, ','))
-        printf("<%s>", cp);
-    printf("%d", cm_strtok(nullptr, ',') != nullptr);
-}
-
 static str_log strRecord(int iVerify)
 {
     str_log strResult = {"", 1, iVerify, ""};
