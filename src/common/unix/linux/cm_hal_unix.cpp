@@ -69,13 +69,17 @@ static void vDeleteMatching(const char* cpPattern)
 static void vWriteVariable(const char* cpFile, const char* cpName, char* cpValue)
 {
     const int iFhd = open(cpFile, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    int iErrno = errno;
     if (iFhd >= 0) {
         const size_t uiLength = strlen(cpValue);
+        errno = 0; // a short write leaves it alone
         const bool bWritten = write(iFhd, cpValue, uiLength) == (ssize_t)uiLength;
+        iErrno = errno;
         if (close(iFhd) == 0 && bWritten)
             return;
+        if (bWritten)
+            iErrno = errno;
     }
-    const int iErrno = errno;
     fprintf(stderr, "glbv() write %s failed: %s (%d)\n", cpFile, strerror(iErrno), iErrno);
     snprintf(cpValue, iGLBV_VALUE_SIZE, "?? GLBV %s cannot be created: %s", cpName,
              strerror(iErrno));
