@@ -1,7 +1,12 @@
 // Target: every operation on a device, with any answers.
 #include "world.h"
 
+#include "changer.h"
 #include "mvk.h"
+#include "scsi.h"
+#include "scsi_exec_alt.h"
+#include "scsi_sense.h"
+#include "tape.h"
 
 // A whole run of the program: the arguments are the lines of an operand.
 static int iProgram()

@@ -2,6 +2,7 @@
 #include "world.h"
 
 #include "mvk.h"
+#include "scsi_device.h"
 
 int (*const giOperations[])() = {
     [] { return (int)(iLinuxGetID("linux_proc_scsi", giReport) > 0); },

@@ -23,7 +23,6 @@ extern char* gcpTexts[];
 extern int giReport;
 
 extern int giOpened; // descriptors and streams that are open
-int iMvkMain(int argc, char** argv);
 
 // The calls. The next byte of the input says how one ends: from 0xF0 on it fails.
 int iFuzzCall(const char* cpText, ...);
@@ -33,7 +32,6 @@ FILE* fpFuzzOpen(const char* cpPath, const char* cpMode);
 [[noreturn]] void vFuzzExit();
 
 #ifdef MVK_FUZZ_PRODUCT
-#define main iMvkMain
 #define getenv(cpName) "root"
 #define open(...) (iFuzzCall(__VA_ARGS__) != 0 ? -1 : (giOpened++, 100))
 #define close(iFD) (giOpened--, iFuzzCall("", iFD))

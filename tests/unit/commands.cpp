@@ -2,10 +2,16 @@
 // of it.
 #include "unit.h"
 
+#include "changer.h"
 #include "cm_hal_semaphor.h"
 #include "cm_hal_unix.h"
 #include "cm_kernel.h"
 #include "mvk.h"
+#include "scsi.h"
+#include "scsi_device.h"
+#include "scsi_exec_alt.h"
+#include "scsi_sense.h"
+#include "tape.h"
 
 #include <fcntl.h>
 #include <signal.h>

@@ -1,4 +1,5 @@
-// Elements of a media changer, as the address table, the listings and the moves know them.
+// Operations of a media changer, and its elements as the address table, the listings and the moves
+// know them.
 #pragma once
 
 // Element type codes (SMC); also the row of giElementAddress and the column of its row 0.
@@ -19,3 +20,28 @@ void vPrintElementCount(int iType, int iCount, int iFirst);
 // table is dropped; a count is at most the number of columns.
 void vSetElementCount(int iType, int iCount);
 void vSetElementAddress(int iType, int u, int iAddress);
+
+// READ ELEMENT STATUS (SMC): lists elements, or fills giElementAddress, as cpMode says ("show all",
+// "show full", "show empty", "show scsi", "show page", "page code", or a range such as "s:1-5").
+// Returns the status of the last command.
+int iScsiRES(const char* cpMode, int iReport);
+
+// Fills giElementAddress from the Element Address Assignment page and prints what it says; the
+// branch of iScsiModeSense for a loader. Returns the command's status.
+int iLoaderModeSense(int iReport);
+
+// Applies the operator's override of element addresses from the global variable "gv_mvk_adr_<ID>",
+// when there is one, to giElementAddress. Returns 0.
+int iScsiHardAddress(int iReport);
+
+// Prints the count and first address of each element type in giElementAddress.
+void vPrintElementCounts();
+
+// MOVE MEDIUM (SMC) between elements named by kind and number ("s:4", "d:0", "p:1", "t:0").
+// Returns USAGE_ERROR with a message for a bad reference, otherwise the executor's status.
+int iScsiMoveMedium(const char* cpSource, const char* cpTarget, const char* cpTransport,
+                    int iReport);
+
+// MOVE MEDIUM between raw decimal element addresses. Returns the executor's status.
+int iScsiHardMoveMedium(const char* cpSource, const char* cpTarget, const char* cpTransport,
+                        int iReport);

@@ -1,6 +1,7 @@
 // The element address table of a media changer: filled from the Element Address Assignment page, or
 // overridden by the operator.
 #include "changer.h"
+
 #include "mvk.h"
 #include "scsi_bytes.h"
 

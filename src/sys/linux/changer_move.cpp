@@ -1,5 +1,6 @@
 // MOVE MEDIUM (SMC): between elements named by kind and number, or by raw address.
 #include "changer.h"
+
 #include "mvk.h"
 #include "scsi_bytes.h"
 

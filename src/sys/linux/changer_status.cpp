@@ -1,6 +1,7 @@
 // READ ELEMENT STATUS (SMC): walks the reply, lists the elements that were asked for, or fills the
 // element address table.
 #include "changer.h"
+
 #include "mvk.h"
 #include "scsi_bytes.h"
 

@@ -1,6 +1,10 @@
-// mvk drives tape libraries and tape drives through the generic SCSI driver: one run selects a
-// device, locks it against other runs, performs one operation on it and ends with a result line.
+// The front end: one run selects a device, locks it against other runs, performs one operation on
+// it and ends with a result line.
 #include "mvk.h"
+#include "changer.h"
+#include "scsi.h"
+#include "scsi_device.h"
+#include "tape.h"
 
 #include "cm_common.h"
 #include "cm_hal_semaphor.h"
@@ -271,7 +275,7 @@ static int iRun(RUN* pRun)
     return iStatus;
 }
 
-int main(int argc, char** argv)
+int iMvkMain(int argc, char** argv)
 {
     static char szName[] = "mvk";
     static char* cpNoArguments[] = {szName, nullptr};

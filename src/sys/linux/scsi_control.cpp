@@ -1,4 +1,6 @@
-// The six-byte commands that need no reply data, and ERASE.
+// The commands without a reply, ERASE, and REQUEST SENSE.
+#include "scsi.h"
+
 #include "mvk.h"
 
 #include <stdio.h>
@@ -50,4 +52,37 @@ int iScsiCmdErase(int iReport)
     TRACE_ABOVE(&strLog, 0, "Erase");
     return iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, sizeof(cBuf), 1, cSense, sizeof(cSense),
                          iReport);
+}
+
+int iScsiRequestSense(int iReport)
+{
+    unsigned char cBuf[19] = {};
+    unsigned char cSense[iSENSE_SIZE];
+    const unsigned char cCDB[6] = {
+        0x03,         // REQUEST SENSE
+        0,            // fixed format
+        0,            // reserved
+        0,            // reserved
+        sizeof(cBuf), // allocation length
+        0,            // control
+    };
+    const int iStatus =
+        iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, sizeof(cBuf), 1, cSense, sizeof(cSense), iReport);
+    if (strcmp(gszTyp, "tape") == 0) {
+        printf("Tape Info\n");
+        // Bit 7 says that the drive maintains this byte, bit 0 that it asks for cleaning.
+        if ((cBuf[18] & 0x80) != 0)
+            printf("cleaning_bit=%d\n", cBuf[18] & 1);
+    } else if (strcmp(gszTyp, "loader") == 0) {
+        printf("Loader Info\n");
+    }
+    if (iReport == 2) {
+        printf("debug info\n");
+        for (int i = 0; i < (int)sizeof(cBuf); i++) {
+            if (cBuf[i] != 0)
+                printf("[%2d]=%2x ", i, cBuf[i]);
+        }
+        printf("\n");
+    }
+    return iStatus;
 }

@@ -1,5 +1,7 @@
 // Finds devices: reads the kernel's listing /proc/scsi/scsi, maps ID strings and device files to
 // each other, and prints the bus scan.
+#include "scsi_device.h"
+
 #include "mvk.h"
 
 #include "cm_common.h"

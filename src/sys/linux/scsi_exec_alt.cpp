@@ -1,7 +1,9 @@
 // A second, self-contained executor for the generic SCSI driver. No operation calls it; it is kept
 // for devices that need data sent along with a command.
 #include "scsi_exec_alt.h"
+
 #include "mvk.h"
+#include "scsi_device.h"
 
 #include "cm_common.h"
 

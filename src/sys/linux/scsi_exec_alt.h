@@ -1,4 +1,4 @@
-// The pieces of the second executor.
+// The second executor, complete and called by no operation, and its pieces.
 #pragma once
 
 // Which way the data of a command goes.
@@ -18,3 +18,8 @@ int SCSI_ExecuteCommand(int DeviceFD, DIRECTION Direction, const unsigned char* 
 // Byte-by-byte zeroing and copying of iLength bytes.
 void slow_bzero(unsigned char* cpBuffer, int iLength);
 void slow_memcopy(const unsigned char* cpSource, unsigned char* cpTarget, int iLength);
+
+// Sends one command, like iLinuxScsiCmd (mvk.h) and with the same arguments.
+// Returns 0, DEVICE_OPEN_ERROR or IOCTL_ERROR.
+int iXLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf, int iBufSize,
+                   int iIOFlag, unsigned char* cpSense, int iSenseSize, int iReport);

@@ -1,4 +1,6 @@
 // INQUIRY: classifies the selected device, or prints its identification line.
+#include "scsi.h"
+
 #include "mvk.h"
 #include "scsi_bytes.h"
 

@@ -1,9 +1,9 @@
-// Decodes fixed-format sense data (SPC) into a line for a person, and asks for it explicitly.
-#include "mvk.h"
+// Decodes fixed-format sense data (SPC) into a line for a person.
+#include "scsi_sense.h"
+
 #include "scsi_bytes.h"
 
 #include <stdio.h>
-#include <string.h>
 
 // The sense area of the driver's header, in bytes.
 static const int iSENSE_AREA = 16;
@@ -75,37 +75,4 @@ void vScsiSenseData(const unsigned char* cpSenseData, int iReport)
         printf("Success (code=%2x) (sensekey=%2x)\n", cpSenseData[0], cpSenseData[2]);
     }
     vDumpSense(cpSenseData);
-}
-
-int iScsiRequestSense(int iReport)
-{
-    unsigned char cBuf[19] = {};
-    unsigned char cSense[iSENSE_SIZE];
-    const unsigned char cCDB[6] = {
-        0x03,         // REQUEST SENSE
-        0,            // fixed format
-        0,            // reserved
-        0,            // reserved
-        sizeof(cBuf), // allocation length
-        0,            // control
-    };
-    const int iStatus =
-        iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, sizeof(cBuf), 1, cSense, sizeof(cSense), iReport);
-    if (strcmp(gszTyp, "tape") == 0) {
-        printf("Tape Info\n");
-        // Bit 7 says that the drive maintains this byte, bit 0 that it asks for cleaning.
-        if ((cBuf[18] & 0x80) != 0)
-            printf("cleaning_bit=%d\n", cBuf[18] & 1);
-    } else if (strcmp(gszTyp, "loader") == 0) {
-        printf("Loader Info\n");
-    }
-    if (iReport == 2) {
-        printf("debug info\n");
-        for (int i = 0; i < (int)sizeof(cBuf); i++) {
-            if (cBuf[i] != 0)
-                printf("[%2d]=%2x ", i, cBuf[i]);
-        }
-        printf("\n");
-    }
-    return iStatus;
 }

@@ -1,5 +1,7 @@
 // READ ATTRIBUTE (SPC): lists the medium auxiliary memory of the loaded cartridge, or tells whether
 // the medium can be written once only.
+#include "tape.h"
+
 #include "mvk.h"
 #include "scsi_bytes.h"
 

@@ -1,4 +1,6 @@
 // Writes a line of text into the vendor page that holds a drive's EEPROM contents.
+#include "tape.h"
+
 #include "mvk.h"
 #include "scsi_bytes.h"
 

@@ -1,4 +1,6 @@
 // Reads the first block of the loaded tape and prints the backup product's label in it.
+#include "tape.h"
+
 #include "mvk.h"
 
 #include <stdio.h>

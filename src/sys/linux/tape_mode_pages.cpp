@@ -1,5 +1,7 @@
 // Dumps the mode pages of a tape drive for a person: header, block descriptors and pages as MODE
 // SENSE (SPC) returns them, or the vendor page that holds the EEPROM text.
+#include "tape.h"
+
 #include "mvk.h"
 #include "scsi_bytes.h"
 

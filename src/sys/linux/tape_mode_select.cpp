@@ -1,4 +1,6 @@
 // Changes one setting of a tape drive with MODE SELECT(6): block size, density or compression.
+#include "tape.h"
+
 #include "mvk.h"
 #include "scsi_bytes.h"
 

@@ -1,4 +1,7 @@
 // The status operation: the summary of a tape drive, and the branch to the changer's.
+#include "tape.h"
+
+#include "changer.h"
 #include "mvk.h"
 #include "scsi_bytes.h"
 
