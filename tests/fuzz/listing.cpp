@@ -3,6 +3,7 @@
 
 #include "mvk.h"
 #include "scsi_device.h"
+#include "scsi_shell.h"
 
 int (*const giOperations[])() = {
     [] { return (int)(iLinuxGetID("linux_proc_scsi", giReport) > 0); },

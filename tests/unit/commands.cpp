@@ -11,6 +11,8 @@
 #include "scsi_device.h"
 #include "scsi_exec_alt.h"
 #include "scsi_sense.h"
+#include "scsi_shell.h"
+#include "scsi_tape_node.h"
 #include "tape.h"
 
 #include <fcntl.h>

@@ -144,15 +144,15 @@ static int iReadReport(unsigned char* cBuf, int* ipAllBytes, int iReport)
     return iStatus;
 }
 
-// Prints the SCSI ID that drive u has by its target number; only IDs of three or four digits tell
-// the host and channel.
+// Prints the SCSI ID that drive u has by its target number. All but the last two digits of the
+// changer's ID, its host and channel, stand before the target. Only IDs tell them, not paths.
 static void vPrintDriveID(int u, unsigned int uiTarget)
 {
     const size_t uiLength = strlen(gszID);
-    if (uiLength == 4)
-        printf("ID=%c%c%x0 Tape Drive %d in Loader %s\n", gszID[0], gszID[1], uiTarget, u, gszID);
-    else if (uiLength == 3)
-        printf("ID=%c%x0 Tape Drive %d in Loader %s\n", gszID[0], uiTarget, u, gszID);
+    const bool bLongID = uiLength >= 5 && strspn(gszID, "0123456789") == uiLength;
+    if (uiLength == 4 || uiLength == 3 || bLongID)
+        printf("ID=%.*s%x0 Tape Drive %d in Loader %s\n", (int)uiLength - 2, gszID, uiTarget, u,
+               gszID);
 }
 
 static bool bShown(const RES_MODE* pMode, const RES_PAGE* pPage, int u, int iFullFlag)

@@ -1,256 +1,253 @@
-// Finds devices: reads the kernel's listing /proc/scsi/scsi, maps ID strings and device files to
-// each other, and prints the bus scan.
+// Finds devices: goes through the listing, maps ID strings and device files to each other, and
+// prints the bus scan. Stands on scsi_listing, scsi_sysfs, scsi_tape_node and scsi_shell.
+//
+// An entry's node is found by counting, /dev/sg<n> for entry n. After a device was removed or added
+// the numbers have gaps, so that sysfs, where there is one, has the last word.
 #include "scsi_device.h"
 
 #include "mvk.h"
+#include "scsi_listing.h"
+#include "scsi_shell.h"
+#include "scsi_tape_node.h"
 
 #include "cm_common.h"
 
-#include <fcntl.h>
-#include <scsi/scsi_ioctl.h>
+#include <errno.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
-#include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#ifndef SCSI_IOCTL_GET_IDLUN
-#define SCSI_IOCTL_GET_IDLUN 0x5382
-#endif
+static const char szGENERIC_PREFIX[] = "/dev/sg";
 
-static const char szLISTING[] = "/proc/scsi/scsi";
-
-// How many tape nodes the scan looks at.
-static const int iTAPE_NODES = 16;
-
-// A line of the listing is read in pieces of at most one byte less than this.
-static const int iLINE_SIZE = 128;
-
-// The entry of the listing that is being read.
-struct LISTING_ENTRY {
-    char szID[64];
-    char szDev[32];
-    char szVendor[16];
-    char szModel[32];
-    char szRevision[16];
-    char szTapeDev[32]; // the node of the current tape drive; the scan looks for it
-    int iNum;           // number of the next entry
-    int iTapeNr;        // number of the next tape drive
+// A generic node and its address in sysfs.
+struct NODE_ADDRESS {
+    int iNumber; // -1: none
+    bool bKnown; // sysfs knows it
+    SCSI_ADDRESS strAddress;
 };
 
-enum DEVICE_KIND { KIND_LOADER, KIND_TAPE, KIND_OTHER };
+// One pass through the listing.
+struct LISTING {
+    bool bScan;
+    int iReport;
+    LISTING_ENTRY strEntry;
+    GENERIC_NODES strNodes;
+    TAPE_NODE strTapes[iTAPE_NODES];
+    int iTapeNr;              // number of the next tape drive
+    char szTapeDev[32];       // the node of the last tape drive, as the scan found it
+    NODE_ADDRESS strGiven;    // the node that gszDev named at the start
+    bool bSelected;           // an entry was selected
+    NODE_ADDRESS strSelected; // its node
+};
 
-int iFileExist(const char* cpFile, int iShow)
+// The device that the run works on, by its address in sysfs. It stays the same from command to
+// command, whatever is added or removed between them.
+static struct {
+    bool bSet;
+    char szDev[sizeof(gszDev)]; // the selection that it belongs to
+    char szID[sizeof(gszID)];
+    SCSI_ADDRESS strAddress;
+} gstrPin;
+
+static NODE_ADDRESS strAskNode(int iNumber)
 {
-    struct stat strStat = {};
-    const int iResult = stat(cpFile, &strStat);
-    if (iShow >= 1) {
-        if (iResult == 0)
-            printf("iFileExist() %s\nsize:%ld\n\n", cpFile, (long)strStat.st_size);
-        else
-            printf("iFileExist() Could not get information from %s\n", cpFile);
-    }
-    return iResult;
+    NODE_ADDRESS strNode = {iNumber, false, {}};
+    strNode.bKnown = iNumber >= 0 && bGenericAddress(iNumber, &strNode.strAddress);
+    return strNode;
 }
 
-int iLinuxGetTapeBusInfo(const char* cpDev, const char* cpBus, int iReport)
+// Returns the number of the generic node that cpPath names, -1 when it names none.
+static int iNodeNumber(const char* cpPath)
 {
-    const bool bShow = iReport >= 1 && iReport <= 10;
-    const int iFD = open(cpDev, O_RDWR | O_NONBLOCK);
-    if (iFD < 0) {
-        if (bShow)
-            printf("COULD NOT OPEN %s\n", cpDev);
-        return 2;
-    }
-    unsigned int uiAddress[2] = {};
-    if (ioctl(iFD, SCSI_IOCTL_GET_IDLUN, uiAddress) < 0) {
-        if (bShow)
-            printf("COULD NOT GET DEVICE INFORMATION\n");
-        close(iFD);
-        return 3;
-    }
-    close(iFD);
-    const unsigned int uiId = uiAddress[0] & 0xFF;
-    const unsigned int uiLun = uiAddress[0] >> 8 & 0xFF;
-    const unsigned int uiChannel = uiAddress[0] >> 16 & 0xFF;
-    const unsigned int uiHost = uiAddress[0] >> 24;
-    char szBus[32];
-    snprintf(szBus, sizeof(szBus), "%u%u%u%u", uiHost, uiChannel, uiId, uiLun);
-    if (bShow) {
-        printf("GOT '%x' '%x'\n", uiAddress[0], uiAddress[1]);
-        printf("iHost:'%u'\niId:'%u'\niChannel:'%u'\niLun:'%u'\n", uiHost, uiId, uiChannel, uiLun);
-    }
-    if (strcmp(szBus, cpBus) != 0)
+    char szPath[32];
+    if (!b_STARTS_WITH(cpPath, szGENERIC_PREFIX))
         return -1;
-    if (bShow)
-        printf("FOUND SAME SCSI ID '%s' FOR DEV '%s'\n", szBus, cpDev);
-    return 0;
+    const int iNumber = i_DECIMAL(cpPath + strlen(szGENERIC_PREFIX));
+    snprintf(szPath, sizeof(szPath), "%s%d", szGENERIC_PREFIX, iNumber);
+    return strcmp(szPath, cpPath) == 0 ? iNumber : -1;
 }
 
-void vLinuxScanTape(int iMax, char* cpTape, int iReport)
+// Says that sysfs has another node for the entry than the counted one; iNumber is -1 for none.
+static void vTraceNode(const LISTING_ENTRY* pEntry, int iNumber)
 {
-    for (int n = 0; n < iMax; n++) {
-        char szPath[32];
-        snprintf(szPath, sizeof(szPath), "/dev/nst%d", n);
-        if (iFileExist(szPath, 0) == 0 && iLinuxGetTapeBusInfo(szPath, cpTape, iReport) == 0)
-            v_COPY(cpTape, sizeof(LISTING_ENTRY::szTapeDev), szPath);
-    }
+    if (iNumber != pEntry->iNum - 1)
+        TRACE_ABOVE(&strLog, 0, "[%s] is not sg%d but sg%d", pEntry->szID, pEntry->iNum - 1,
+                    iNumber);
 }
 
-// Copies the columns iFirst to iFirst + iCount - 1 of szLine, as far as the line goes.
-static void vTakeField(char* cpField, const char* szLine, size_t uiFirst, size_t uiCount)
+// Finds the node of the current entry; its number is -1 when the counted one is another device's
+// and sysfs knows no other.
+static NODE_ADDRESS strNodeOf(LISTING* pListing)
 {
-    v_COPY(cpField, uiCount + 1, strlen(szLine) > uiFirst ? szLine + uiFirst : "");
+    const LISTING_ENTRY* pEntry = &pListing->strEntry;
+    const int iCounted = pEntry->iNum - 1;
+    if (!pEntry->bAddress)
+        return {iCounted, false, {}};
+    const NODE_ADDRESS strCounted =
+        iCounted == pListing->strGiven.iNumber ? pListing->strGiven : strAskNode(iCounted);
+    if (strCounted.bKnown && bSameAddress(&strCounted.strAddress, &pEntry->strAddress))
+        return strCounted;
+    const int iFound = iFindGenericNode(&pListing->strNodes, &pEntry->strAddress);
+    if (iFound < 0 && !strCounted.bKnown)
+        return strCounted;
+    vTraceNode(pEntry, iFound);
+    return {iFound, iFound >= 0, pEntry->strAddress};
 }
 
-// The sum of two digits: the number itself up to 9, which the columns of an ID have room for.
-static int iDigitSum(const char* cpDigits)
+// Writes the path of a node, or cpNone without one.
+static void vNodePath(const NODE_ADDRESS* pNode, const char* cpNone, char* cpPath, size_t uiSize)
 {
-    return cpDigits[0] + cpDigits[1] - 2 * '0';
-}
-
-// A "Host:" line begins the next entry. An ID of three digits is asked for without the host.
-static void vReadHostLine(const char* szLine, LISTING_ENTRY* pEntry)
-{
-    const int iHost = szLine[10] - '0';
-    const int iChannel = iDigitSum(szLine + 21);
-    const int iTarget = iDigitSum(szLine + 28);
-    const int iLun = iDigitSum(szLine + 36);
-    snprintf(pEntry->szDev, sizeof(pEntry->szDev), "/dev/sg%d", pEntry->iNum);
-    if (strlen(gszID) == 3)
-        snprintf(pEntry->szID, sizeof(pEntry->szID), "%d%d%d", iChannel, iTarget, iLun);
+    if (pNode->iNumber >= 0)
+        snprintf(cpPath, uiSize, "%s%d", szGENERIC_PREFIX, pNode->iNumber);
     else
-        snprintf(pEntry->szID, sizeof(pEntry->szID), "%d%d%d%d", iHost, iChannel, iTarget, iLun);
-    pEntry->iNum++;
+        v_COPY(cpPath, uiSize, cpNone);
 }
 
-// Runs a command for its effect: what follows shows whether it had one.
-static void vRunCommand(const char* cpCommand)
-{
-    const int iIgnored = system(cpCommand);
-    (void)iIgnored;
-}
-
-// Prints the tape drive of a scan with the node that carries its ID. The node that its place in the
-// listing suggests is made when it is missing.
-static void vScanTape(LISTING_ENTRY* pEntry, int iReport)
+// Finds the node of the tape drive of a scan. The one that the drive's place in the listing
+// suggests is made when it is missing.
+static void vScanTape(LISTING* pListing)
 {
     char szTemp[32];
     char szCmd[64];
-    snprintf(szTemp, sizeof(szTemp), "/dev/nst%d", pEntry->iTapeNr);
+    snprintf(szTemp, sizeof(szTemp), "/dev/nst%d", pListing->iTapeNr);
     if (iFileExist(szTemp, 0) != 0) {
-        snprintf(szCmd, sizeof(szCmd), "mknod /dev/nst%d c 9 %d > /dev/null 2>&1", pEntry->iTapeNr,
-                 pEntry->iTapeNr + 128);
+        snprintf(szCmd, sizeof(szCmd), "mknod /dev/nst%d c 9 %d > /dev/null 2>&1",
+                 pListing->iTapeNr, pListing->iTapeNr + 128);
         vRunCommand(szCmd);
     }
-    pEntry->iTapeNr++;
-    v_COPY(pEntry->szTapeDev, sizeof(pEntry->szTapeDev), pEntry->szID);
-    vLinuxScanTape(iTAPE_NODES, pEntry->szTapeDev, iReport);
-    const bool bFound = strcmp(pEntry->szTapeDev, pEntry->szID) != 0;
-    printf("ID=%s Tape:   %s%s%s (%s)\n", pEntry->szID, pEntry->szVendor, pEntry->szModel,
-           pEntry->szRevision, bFound ? pEntry->szTapeDev : "/dev/nst?");
+    pListing->iTapeNr++;
+    if (!bFindTapeNode(pListing->strTapes, &pListing->strEntry, pListing->szTapeDev,
+                       pListing->iReport))
+        v_COPY(pListing->szTapeDev, sizeof(pListing->szTapeDev), "/dev/nst?");
 }
 
-static void vScanEntry(LISTING_ENTRY* pEntry, DEVICE_KIND eKind, int iReport)
+static void vScanEntry(LISTING* pListing, DEVICE_KIND eKind)
 {
-    switch (eKind) {
-    case KIND_LOADER:
-        printf("ID=%s Loader: %s%s%s (%s)\n", pEntry->szID, pEntry->szVendor, pEntry->szModel,
-               pEntry->szRevision, pEntry->szDev);
-        break;
-    case KIND_TAPE:
-        vScanTape(pEntry, iReport);
-        break;
-    case KIND_OTHER:
-        printf("ID=%s other:  %s%s\n", pEntry->szID, pEntry->szVendor, pEntry->szModel);
-        break;
+    static const char szKinds[][10] = {"Loader: ", "Tape:   ", "other:  "};
+    const LISTING_ENTRY* pEntry = &pListing->strEntry;
+    char szLoader[32] = "";
+    if (eKind == KIND_LOADER && pEntry->iNum > 0) {
+        const NODE_ADDRESS strNode = strNodeOf(pListing);
+        vNodePath(&strNode, "/dev/sg?", szLoader, sizeof(szLoader));
+    } else if (eKind == KIND_TAPE) {
+        vScanTape(pListing);
     }
+    printf("ID=%s %s%s%s", pEntry->szID, szKinds[eKind], pEntry->szVendor, pEntry->szModel);
+    if (eKind != KIND_OTHER)
+        printf("%s (%s)", pEntry->szRevision,
+               eKind == KIND_LOADER ? szLoader : pListing->szTapeDev);
+    printf("\n");
 }
 
-// Completes the selection when the entry is the selected device.
-static void vSelect(const LISTING_ENTRY* pEntry, DEVICE_KIND eKind)
+// Whether gszDev named the node of the current entry.
+static bool bIsGivenNode(LISTING* pListing)
 {
+    const LISTING_ENTRY* pEntry = &pListing->strEntry;
+    const NODE_ADDRESS* pGiven = &pListing->strGiven;
+    if (pListing->szTapeDev[0] != '\0' && strcmp(gszDev, pListing->szTapeDev) == 0)
+        return true;
+    if (pGiven->iNumber < 0)
+        return false;
+    if (pGiven->bKnown && pEntry->bAddress)
+        return bSameAddress(&pGiven->strAddress, &pEntry->strAddress);
+    return pEntry->iNum - 1 == pGiven->iNumber && strNodeOf(pListing).iNumber == pGiven->iNumber;
+}
+
+// Whether the run has another device than the current entry, so that even the same ID means
+// nothing.
+static bool bPinnedElsewhere(const LISTING_ENTRY* pEntry)
+{
+    return gstrPin.bSet &&
+           !(pEntry->bAddress && bSameAddress(&pEntry->strAddress, &gstrPin.strAddress));
+}
+
+// Completes the selection when the current entry is the selected device. Without a node the ID
+// stands in for the device file, which cannot be opened then.
+static void vSelect(LISTING* pListing, DEVICE_KIND eKind)
+{
+    const LISTING_ENTRY* pEntry = &pListing->strEntry;
+    if (pEntry->szID[0] == '\0' || bPinnedElsewhere(pEntry))
+        return;
     if (strcmp(gszID, pEntry->szID) == 0) {
-        if (eKind != KIND_OTHER)
-            v_COPY(gszDev, sizeof(gszDev), pEntry->szDev);
+        pListing->bSelected = true;
+        if (eKind != KIND_OTHER) {
+            pListing->strSelected = strNodeOf(pListing);
+            vNodePath(&pListing->strSelected, gszID, gszDev, sizeof(gszDev));
+        }
         TRACE_ABOVE(&strLog, 0, "device gszDev set to [%s]", gszDev);
-    } else if (strcmp(gszDev, pEntry->szDev) == 0 || strcmp(gszDev, pEntry->szTapeDev) == 0) {
+    } else if (bIsGivenNode(pListing)) {
+        pListing->bSelected = true;
+        pListing->strSelected = pListing->strGiven;
+        vTraceNode(pEntry, pListing->strGiven.iNumber);
         v_COPY(gszID, sizeof(gszID), pEntry->szID);
         TRACE_ABOVE(&strLog, 0, "gszID set to [%s]", gszID);
     }
 }
 
-static DEVICE_KIND eKindOf(const char* szLine)
+// A selection that somebody has changed since the last pass is a new one.
+static void vBeginPass(LISTING* pListing)
 {
-    if (strstr(szLine, "Medium Changer") != nullptr)
-        return KIND_LOADER;
-    return strstr(szLine, "Sequential-Access") != nullptr ? KIND_TAPE : KIND_OTHER;
+    pListing->strGiven = strAskNode(iNodeNumber(gszDev));
+    gstrPin.bSet = gstrPin.bSet && strcmp(gszDev, gstrPin.szDev) == 0;
 }
 
-// Takes what the line says into the entry. Returns true when it was the type line, which comes last
-// and completes the entry.
-static bool bReadLine(const char* szLine, LISTING_ENTRY* pEntry)
+// Keeps the run at the device that sysfs knows. When that is gone, nothing else takes its place.
+static void vEndPass(const LISTING* pListing)
 {
-    if (strstr(szLine, "Host:") != nullptr && strlen(szLine) > 37)
-        vReadHostLine(szLine, pEntry);
-    if (strstr(szLine, "  Vendor:") != nullptr) {
-        vTakeField(pEntry->szVendor, szLine, 9, 9);
-        vTakeField(pEntry->szModel, szLine, 25, 17);
-        vTakeField(pEntry->szRevision, szLine, 47, 5);
+    if (gstrPin.bSet && !pListing->bSelected) {
+        v_COPY(gszDev, sizeof(gszDev), gstrPin.szID);
+        TRACE_ABOVE(&strLog, 0, "device [%s] is gone", gszDev);
+    } else if (!gstrPin.bSet && pListing->bSelected && pListing->strSelected.bKnown) {
+        gstrPin.bSet = true;
+        v_COPY(gstrPin.szID, sizeof(gstrPin.szID), gszID);
+        gstrPin.strAddress = pListing->strSelected.strAddress;
     }
-    return strstr(szLine, "Type:") != nullptr;
+    v_COPY(gstrPin.szDev, sizeof(gstrPin.szDev), gszDev);
+}
+
+static void vTakeLine(LISTING* pListing, const char* szLine)
+{
+    if (!bReadListingLine(szLine, strlen(gszID) != 3, &pListing->strEntry))
+        return;
+    const DEVICE_KIND eKind = eKindOf(szLine);
+    if (pListing->bScan)
+        vScanEntry(pListing, eKind);
+    vSelect(pListing, eKind);
+}
+
+// Goes through the listing as the kernel would give it. Returns false when sysfs knows no device.
+static bool bReadSysfs(LISTING* pListing)
+{
+    vReadGenericNodes(&pListing->strNodes);
+    for (int i = 0; i < pListing->strNodes.iCount; i++) {
+        char szLines[iLISTING_LINES][iLISTING_LINE_SIZE];
+        vListingLines(&pListing->strNodes.pNodes[i], szLines);
+        for (const char* szLine : szLines)
+            vTakeLine(pListing, szLine);
+    }
+    return pListing->strNodes.iCount > 0;
 }
 
 // Reads the listing from its start; with bScan prints every entry. Returns 0 or -1.
 static int iReadListing(bool bScan, int iReport)
 {
-    FILE* fpListing = fopen(szLISTING, "r");
-    if (fpListing == nullptr) {
-        printf("iLinuxGetID() FAIL COULD NOT OPEN '%s'\n", szLISTING);
-        return -1;
-    }
-    char szLine[iLINE_SIZE];
-    LISTING_ENTRY strEntry = {};
-    while (fgets(szLine, sizeof(szLine), fpListing) != nullptr) {
-        if (!bReadLine(szLine, &strEntry))
-            continue;
-        const DEVICE_KIND eKind = eKindOf(szLine);
-        if (bScan)
-            vScanEntry(&strEntry, eKind, iReport);
-        vSelect(&strEntry, eKind);
-    }
-    fclose(fpListing);
-    return 0;
-}
-
-// Finds the device of gszID by a shell pipeline over the listing. Only the first digit of the line
-// number is read, so this is exact for the first nine entries.
-static int iFindByPipeline()
-{
-    static const char szFile1[] = "/tmp/mvk_dev.tmp";
-    static const char szFile2[] = "/tmp/mvk_id.tmp";
-    char szCmd[512];
-    const char* cpDigit = gszID;
-    int iLength =
-        snprintf(szCmd, sizeof(szCmd), "cat %s | grep 'Host' | grep -n 'Host' > %s; cat %s | ",
-                 szLISTING, szFile1, szFile1);
-    if (strlen(gszID) == 4)
-        iLength += snprintf(szCmd + iLength, sizeof(szCmd) - (size_t)iLength, "grep 'scsi%c' | ",
-                            *cpDigit++);
-    snprintf(szCmd + iLength, sizeof(szCmd) - (size_t)iLength,
-             "grep 'Channel: 0%c' | grep 'Id: 0%c' | grep 'Lun: 0%c' | cut -f1 -d':' > %s",
-             cpDigit[0], cpDigit[1], cpDigit[2], szFile2);
-    if (system(szCmd) != 0)
-        return -1;
-    FILE* fpResult = fopen(szFile2, "r");
-    if (fpResult == nullptr)
-        return -2;
-    char szFirst[2] = "";
-    if (fgets(szFirst, sizeof(szFirst), fpResult) != nullptr)
-        snprintf(gszDev, sizeof(gszDev), "/dev/sg%c", szFirst[0] - 1);
-    fclose(fpResult);
-    return 0;
+    char szLine[iLISTING_LINE_SIZE];
+    LISTING strListing = {};
+    strListing.bScan = bScan;
+    strListing.iReport = iReport;
+    FILE* fpListing = fopen(szKERNEL_LISTING, "r");
+    const bool bMissing = fpListing == nullptr && errno == ENOENT;
+    vBeginPass(&strListing);
+    while (fpListing != nullptr && fgets(szLine, sizeof(szLine), fpListing) != nullptr)
+        vTakeLine(&strListing, szLine);
+    const bool bRead = fpListing != nullptr || (bMissing && bReadSysfs(&strListing));
+    if (fpListing != nullptr)
+        fclose(fpListing);
+    if (bRead)
+        vEndPass(&strListing);
+    else
+        printf("iLinuxGetID() FAIL COULD NOT OPEN '%s'\n", szKERNEL_LISTING);
+    vFreeGenericNodes(&strListing.strNodes);
+    return bRead ? 0 : -1;
 }
 
 int iLinuxGetID(const char* cpMode, int iReport)
@@ -270,30 +267,4 @@ void vScanDevice(const char* cpBus, int iReport)
 {
     (void)cpBus;
     iLinuxGetID("linux_proc_scsi_scan", iReport);
-}
-
-int iExecFilter(const char* cpMode, const char* cpCmd)
-{
-    FILE* fpPipe = popen(cpCmd, "r");
-    if (fpPipe == nullptr) {
-        printf("iExec() ERROR to get file pointer\n");
-        return -1;
-    }
-    const bool bScan = strcmp(cpMode, "scan") == 0;
-    char szLine[iLINE_SIZE];
-    LISTING_ENTRY strEntry = {};
-    while (fgets(szLine, sizeof(szLine), fpPipe) != nullptr) {
-        if (!bScan) {
-            fputs(szLine, stdout);
-            continue;
-        }
-        if (!bReadLine(szLine, &strEntry))
-            continue;
-        const DEVICE_KIND eKind = eKindOf(szLine);
-        if (eKind != KIND_OTHER)
-            printf("ID=%s %s%s%s\n", strEntry.szID,
-                   eKind == KIND_LOADER ? "Loader: " : "Tape:   ", strEntry.szVendor,
-                   strEntry.szModel);
-    }
-    return pclose(fpPipe);
 }

@@ -1,0 +1,28 @@
+// An entry of the kernel's listing of SCSI devices, and the reader of its lines.
+#pragma once
+
+#include "scsi_sysfs.h"
+
+// The kernel's listing.
+inline constexpr char szKERNEL_LISTING[] = "/proc/scsi/scsi";
+
+enum DEVICE_KIND { KIND_LOADER, KIND_TAPE, KIND_OTHER };
+
+// The entry that is being read. Zeros before the first line.
+struct LISTING_ENTRY {
+    char szID[64];   // empty when the host line does not give one
+    bool bByColumns; // the ID is made of the columns of the host line
+    bool bAddress;   // strAddress is known
+    SCSI_ADDRESS strAddress;
+    char szVendor[16];
+    char szModel[32];
+    char szRevision[16];
+    int iNum; // number of the next entry
+};
+
+// Takes what one line says into the entry: a host line begins the next one. bHost: IDs begin with
+// the host. Returns true for the type line, which comes last and completes the entry.
+bool bReadListingLine(const char* szLine, bool bHost, LISTING_ENTRY* pEntry);
+
+// Returns the kind of device that a type line names.
+DEVICE_KIND eKindOf(const char* szLine);
