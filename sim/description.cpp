@@ -25,19 +25,22 @@ const char* cpNextValue(int* ipLine, const char* cpKey)
     return nullptr;
 }
 
-// Begins a section whose lines start at iLine; returns where its values go, null when there are
-// too many of its kind.
+// Begins a section whose lines start at iLine; returns where its values go, null when it cannot.
 static char* cpBegin(const KEY* pKeys, int iLine)
 {
     if (pKeys == gLibraryKeys)
         return (char*)&gLib;
-    if (pKeys == gDeviceKeys && gLib.iDevices < DEVICE_MAX) {
+    if (pKeys == gDeviceKeys && gLib.iDevices == DEVICE_MAX)
+        iRefuse("more than %d devices", DEVICE_MAX);
+    else if (pKeys == gDeviceKeys) {
         DEVICE* pDev = &gLib.device[gLib.iDevices++];
         *pDev = {};
         pDev->iLine = iLine;
         return cpNew(pKeys, pDev);
     }
-    if (pKeys == gCartridgeKeys && gLib.iCartridges < CARTRIDGE_MAX) {
+    if (pKeys == gCartridgeKeys && gLib.iCartridges == CARTRIDGE_MAX)
+        iRefuse("more than %d cartridges", CARTRIDGE_MAX);
+    else if (pKeys == gCartridgeKeys) {
         CARTRIDGE* pCart = &gLib.cartridge[gLib.iCartridges++];
         *pCart = {};
         pCart->iLine = iLine;
@@ -73,10 +76,11 @@ void vParse(char* cpText, const char* cpName)
             iGood = pKey && cpObject && cpEqual && iStore(pKey, cpObject, gLines[giLines].cpValue);
         }
         if (!iGood)
-            vFatal("%s:%d: not understood: %s %s", cpName, giLines + 1, cpLine,
+            vFatal("%s:%d: %s: %s %s", cpName, giLines + 1,
+                   *gszReason ? gszReason : "not understood", cpLine,
                    gLines[giLines].cpValue ? gLines[giLines].cpValue : "");
     }
-    vFatal("%s: too many lines", cpName);
+    vFatal("%s: more than %d lines", cpName, LINE_MAX);
 }
 
 // How many bytes from iAt on can stand between quotes.

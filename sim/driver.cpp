@@ -211,8 +211,7 @@ static int iReportAddress(const OPEN_FILE* p, unsigned* uip)
         return -pFail->iErrno;
     vLibraryEnter();
     const DEVICE* pDev = &gLib.device[p->iDevice];
-    const int* ip =
-        p->iKind == NODE_TAPE && pDev->iNodeAddress[0] >= 0 ? pDev->iNodeAddress : pDev->iAddress;
+    const int* ip = ipNodeAddress(pDev, p->iKind == NODE_TAPE);
     uip[0] = (ip[2] & 255) | (ip[3] & 255) << 8 | (ip[1] & 255) << 16 | (unsigned)ip[0] << 24;
     uip[1] = 0;
     vLibraryLeave(0);

@@ -1,6 +1,7 @@
 // The keys of a description and how their values are read.
 #include "keys.h"
 
+#include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -10,12 +11,15 @@
 const KEY gLibraryKeys[] = {
     {"strict_allocation", K_NUMBER, 0, IN_LIBRARY(iStrict),   1, 0},
     {"listing",           K_TEXT,   0, IN_LIBRARY(cpListing), 0, 0},
+    {"sysfs",             K_NUMBER, 0, IN_LIBRARY(iSysfs),    1, 1},
     {nullptr,             0,        0, 0,                     0, 0}
 };
 const KEY gDeviceKeys[] = {
     {"address",          K_ADDRESS,   0, IN_DEVICE(iAddress),     0,                 0 },
     {"type",             K_TYPE,      0, IN_DEVICE(iType),        0,                 0 },
     {"ansi",             K_NUMBER,    0, IN_DEVICE(iAnsi),        255,               5 },
+    {"scsi_level",       K_NUMBER,    0, IN_DEVICE(iLevel),       256,               -1},
+    {"sg",               K_NUMBER,    0, IN_DEVICE(iSg),          SG_MAX - 1,        -1},
     {"vendor",           K_TEXT,      0, IN_DEVICE(cpVendor),     0,                 0 },
     {"product",          K_TEXT,      0, IN_DEVICE(cpProduct),    0,                 0 },
     {"revision",         K_TEXT,      0, IN_DEVICE(cpRevision),   0,                 0 },
@@ -113,6 +117,18 @@ const KEY* pSectionKeys(const char* cpHeader)
     return nullptr;
 }
 
+char gszReason[128];
+
+// Says why a value is refused; returns 0.
+int iRefuse(const char* cpFormat, ...)
+{
+    va_list args;
+    va_start(args, cpFormat);
+    vsnprintf(gszReason, sizeof(gszReason), cpFormat, args);
+    va_end(args);
+    return 0;
+}
+
 // "8 from 4096": appends elements of a type to the changer that is being described.
 static int iAddElements(const char* cp, int iType)
 {
@@ -120,8 +136,12 @@ static int iAddElements(const char* cp, int iType)
     char szFrom[8];
     if (!iTakeNumber(&cp, &iCount) || !iTakeWord(&cp, szFrom, sizeof(szFrom)) ||
         strcmp(szFrom, "from") != 0 || !iTakeNumber(&cp, &iFirst) || !iAtEnd(cp) || iCount < 0 ||
-        iFirst < 0 || iCount > ELEMENT_MAX - gLib.iElements || iFirst > 65536 - iCount)
+        iFirst < 0)
         return 0;
+    if (iCount > ELEMENT_MAX - gLib.iElements)
+        return iRefuse("more than %d elements", ELEMENT_MAX);
+    if (iFirst > 65536 - iCount)
+        return iRefuse("an element address is at most 65535");
     for (int i = 0; i < iCount; i++)
         gLib.element[gLib.iElements++] = {iFirst + i, iType, gLib.iDevices - 1, -1, -1, -1};
     return 1;

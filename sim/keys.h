@@ -34,6 +34,8 @@ extern const KEY gLibraryKeys[], gDeviceKeys[], gCartridgeKeys[];
 const KEY* pSectionKeys(const char* cpHeader);
 const KEY* pFindKey(const KEY* pKeys, const char* cpName);
 int iStore(const KEY* pKey, char* cpObject, const char* cp);
+int iRefuse(const char* cpFormat, ...) __attribute__((format(printf, 1, 2)));
+extern char gszReason[128]; // why the last value was refused, empty: it is not understood
 char* cpNew(const KEY* pKeys, void* vpObject);
 
 #endif

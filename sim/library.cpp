@@ -17,6 +17,7 @@ const char* gcpLibrary;
 static char gcText[TEXT_MAX];        // what gLib was read from
 static struct stat gRead;            // the file it was read from, as it was then
 static uint16_t guiElementAt[65536]; // index + 1 into gLib.element by address
+static uint16_t guiDeviceAt[SG_MAX]; // index + 1 into gLib.device by generic number
 static const char* gcpState;         // path of the state file, null: nothing is kept
 static int giLock = -1;
 static const char gszHeader[] = "# mvk-sim: state of ";
@@ -45,10 +46,31 @@ static void vResolveDrive(int iDevice, int iTape)
     pDev->iLoaded &= gLib.element[iAt].iCartridge >= 0;
 }
 
+// Gives every device its generic number and its level.
+static void vResolveDevices(void)
+{
+    int iNext = 0;
+    memset(guiDeviceAt, 0, sizeof(guiDeviceAt));
+    for (int i = 0; i < gLib.iDevices; i++) {
+        DEVICE* pDev = &gLib.device[i];
+        if (pDev->iSg < 0)
+            pDev->iSg = iNext;
+        if (pDev->iSg >= SG_MAX)
+            vFatal("%s: no device beyond /dev/sg%d", gcpLibrary, SG_MAX - 1);
+        if (guiDeviceAt[pDev->iSg] != 0)
+            vFatal("%s: two devices are /dev/sg%d", gcpLibrary, pDev->iSg);
+        guiDeviceAt[pDev->iSg] = (uint16_t)(i + 1);
+        iNext = pDev->iSg + 1;
+        if (pDev->iLevel < 0)
+            pDev->iLevel = pDev->iAnsi + (pDev->iAnsi > 1);
+    }
+}
+
 // Ties together what the description names by address.
 static void vResolve(void)
 {
     int iTape = 0;
+    vResolveDevices();
     memset(guiElementAt, 0, sizeof(guiElementAt));
     for (int i = 0; i < gLib.iElements; i++) {
         uint16_t* uipAt = &guiElementAt[gLib.element[i].iAddress];
@@ -159,6 +181,35 @@ int iNodeDevice(int iNode)
     return -1;
 }
 
+// Index of the device /dev/sg<iNumber>, -1 none.
+int iSgDevice(int iNumber)
+{
+    return iNumber < SG_MAX ? guiDeviceAt[iNumber] - 1 : -1;
+}
+
+// Host, channel, target and LUN, as the device's tape node or its generic one tells them.
+const int* ipNodeAddress(const DEVICE* pDev, bool bTape)
+{
+    return bTape && pDev->iNodeAddress[0] >= 0 ? pDev->iNodeAddress : pDev->iAddress;
+}
+
+// A text of INQUIRY data as the kernel shows it: of fixed length, and blanks for what is not
+// printable.
+void vAddField(OUT* pOut, const char* cpText, int iLen)
+{
+    bool bEnded = false;
+    for (int i = 0; i < iLen; i++) {
+        bEnded = bEnded || cpText[i] == '\0';
+        vAdd(pOut, "%c", bEnded || cpText[i] < ' ' || cpText[i] > '~' ? ' ' : cpText[i]);
+    }
+}
+
+// Whether there is a listing at all.
+bool bListed(void)
+{
+    return strcmp(gLib.cpListing, "none") != 0;
+}
+
 // /proc/scsi/scsi as the kernel writes it, or the file that the description gives instead.
 void vListing(OUT* pOut)
 {
@@ -175,10 +226,15 @@ void vListing(OUT* pOut)
         const DEVICE* pDev = &gLib.device[i];
         vAdd(pOut, "Host: scsi%d Channel: %02d Id: %02d Lun: %02d\n", pDev->iAddress[0],
              pDev->iAddress[1], pDev->iAddress[2], pDev->iAddress[3]);
-        vAdd(pOut, "  Vendor: %-8.8s Model: %-16.16s Rev: %-4.4s\n", pDev->cpVendor,
-             pDev->cpProduct, pDev->cpRevision);
-        vAdd(pOut, "  Type:   %s                ANSI  SCSI revision: %02x\n",
-             cpTypeName(pDev->iType), (unsigned)pDev->iAnsi);
+        vAdd(pOut, "  Vendor: ");
+        vAddField(pOut, pDev->cpVendor, 8);
+        vAdd(pOut, " Model: ");
+        vAddField(pOut, pDev->cpProduct, 16);
+        vAdd(pOut, " Rev: ");
+        vAddField(pOut, pDev->cpRevision, 4);
+        vAdd(pOut, "\n  Type:   %s                ANSI  SCSI revision: %02x%s\n",
+             cpTypeName(pDev->iType), (unsigned)(pDev->iLevel - (pDev->iLevel > 1)),
+             pDev->iLevel == 2 ? " CCS" : "");
     }
 }
 
@@ -188,7 +244,7 @@ static void vPictureElement(OUT* pOut, const ELEMENT* pElement)
     static const char* const kinds[] = {"", " write-once", " cleaning"};
     vAdd(pOut, "  %-9s %5d", names[pElement->iType], pElement->iAddress);
     if (pElement->iDrive >= 0)
-        vAdd(pOut, " /dev/sg%d", pElement->iDrive);
+        vAdd(pOut, " /dev/sg%d", gLib.device[pElement->iDrive].iSg);
     if (pElement->iCartridge >= 0) {
         const CARTRIDGE* pCart = &gLib.cartridge[pElement->iCartridge];
         vAdd(pOut, " %s%s%s%s", pCart->cpBarcode, kinds[pCart->iKind],
@@ -203,9 +259,9 @@ void vPicture(OUT* pOut)
 {
     for (int i = 0; i < gLib.iDevices; i++) {
         const DEVICE* pDev = &gLib.device[i];
-        vAdd(pOut, "/dev/sg%d %d:%d:%d:%d %s %s %s", i, pDev->iAddress[0], pDev->iAddress[1],
-             pDev->iAddress[2], pDev->iAddress[3], cpTypeName(pDev->iType), pDev->cpVendor,
-             pDev->cpProduct);
+        vAdd(pOut, "/dev/sg%d %d:%d:%d:%d %s %s %s", pDev->iSg, pDev->iAddress[0],
+             pDev->iAddress[1], pDev->iAddress[2], pDev->iAddress[3], cpTypeName(pDev->iType),
+             pDev->cpVendor, pDev->cpProduct);
         if (pDev->iType == TYPE_TAPE && pDev->iNode >= 0)
             vAdd(pOut, " /dev/nst%d", pDev->iNode);
         vAdd(pOut, "\n");

@@ -42,48 +42,70 @@ const char* cpResult(ssize_t iResult)
     return szCount;
 }
 
-// Which of the simulated files a path names, and the number in its name.
-int iNodeKind(const char* cpPath, int* ipNumber)
+// Takes the number behind a node's name. Returns what follows it, null when there is no number.
+const char* cpNodeNumber(const char* cp, int* ipNumber)
+{
+    const size_t uiDigits = strspn(cp, "0123456789");
+    if (uiDigits == 0 || uiDigits > 5)
+        return nullptr;
+    *ipNumber = atoi(cp);
+    return cp + uiDigits;
+}
+
+// Which of the simulated files a path names. Returns whether it is one; *pPlace tells which.
+bool bPlace(const char* cpPath, PLACE* pPlace)
 {
     static const struct {
         const char* cpPrefix;
-        int iKind;
+        NODE eKind;
     } nodes[] = {
         {"/dev/sg",  NODE_SG  },
         {"/dev/nst", NODE_TAPE}
     };
+    *pPlace = {};
     if (strcmp(cpPath, "/proc/scsi/scsi") == 0)
-        return NODE_LISTING;
+        pPlace->eKind = NODE_LISTING;
     if (strcmp(cpPath, "/proc/scsi/mvk-sim") == 0)
-        return NODE_PICTURE;
+        pPlace->eKind = NODE_PICTURE;
     for (const auto& node : nodes) {
-        size_t uiPrefix = strlen(node.cpPrefix);
+        const size_t uiPrefix = strlen(node.cpPrefix);
         if (strncmp(cpPath, node.cpPrefix, uiPrefix) != 0)
             continue;
-        const char* cpNumber = cpPath + uiPrefix;
-        size_t uiDigits = strspn(cpNumber, "0123456789");
-        *ipNumber = atoi(cpNumber);
-        return uiDigits > 0 && uiDigits < 6 && !cpNumber[uiDigits] ? node.iKind : NODE_NONE;
+        const char* cpRest = cpNodeNumber(cpPath + uiPrefix, &pPlace->iNumber);
+        pPlace->eKind = cpRest != nullptr && *cpRest == '\0' ? node.eKind : NODE_NONE;
+        pPlace->bTape = node.eKind == NODE_TAPE;
     }
-    return NODE_NONE;
+    return pPlace->eKind != NODE_NONE || bSysfsPlace(cpPath, pPlace);
 }
 
 // The device behind a node, -1 none; the library must be entered.
-static int iDeviceBehind(int iKind, int iNumber)
+int iDeviceBehind(const PLACE* pPlace)
 {
-    if (iKind == NODE_TAPE)
-        return iNodeDevice(iNumber);
-    return iNumber < gLib.iDevices ? iNumber : -1;
+    return pPlace->bTape ? iNodeDevice(pPlace->iNumber) : iSgDevice(pPlace->iNumber);
 }
 
-int iNodeExists(int iKind, int iNumber)
+// The same for a library that is entered.
+static bool bExists(const PLACE* pPlace)
 {
-    if (iKind < NODE_SG)
-        return 1;
+    switch (pPlace->eKind) {
+    case NODE_LISTING:
+        return bListed();
+    case NODE_PICTURE:
+        return true;
+    case NODE_SG:
+    case NODE_TAPE:
+        return iDeviceBehind(pPlace) >= 0;
+    default:
+        return bSysfsExists(pPlace);
+    }
+}
+
+bool bPlaceExists(const PLACE* pPlace)
+{
     vLibraryEnter();
-    int iDevice = iDeviceBehind(iKind, iNumber);
+    const bool bFound = bExists(pPlace);
     vLibraryLeave(0);
-    return iDevice >= 0;
+    return bFound;
 }
 
 // mknod of a tape node: the drive with this number among the tape drives gets its node back.
@@ -105,17 +127,42 @@ int iNodeMake(const char* cpPath, int iNumber, unsigned uiMajor, unsigned uiMino
     return iError;
 }
 
-// A descriptor on the kernel's listing or on the picture: a file in memory.
-static int iOpenText(int iKind)
+// Writes what is to be read at a place: a text, the target of a link, or the names in a folder.
+// Returns 0 or an error number.
+int iNodeText(const char* cpPath, const PLACE* pPlace, OUT* pOut)
+{
+    const bool bSysfs = pPlace->eKind >= NODE_ABSENT;
+    const RULE* pFail = bSysfs ? pRuleByName(ACT_OPEN, cpPath) : pRule(ACT_OPEN, -1, cpPath);
+    if (pFail != nullptr)
+        return pFail->iErrno;
+    vLibraryEnter();
+    const bool bFound = bExists(pPlace);
+    if (!bFound)
+        pOut->iLen = 0;
+    else if (pPlace->eKind == NODE_LISTING)
+        vListing(pOut);
+    else if (pPlace->eKind == NODE_PICTURE)
+        vPicture(pOut);
+    else if (pPlace->eKind == NODE_LINK)
+        vSysfsLink(pPlace, pOut);
+    else if (pPlace->eKind == NODE_ATTRIBUTE)
+        vSysfsAttribute(pPlace, pOut);
+    else
+        vSysfsFolder(pPlace, pOut);
+    vLibraryLeave(0);
+    return bFound ? 0 : ENOENT;
+}
+
+// A descriptor on a text: a file in memory.
+static int iOpenText(const char* cpPath, const PLACE* pPlace)
 {
     static char cText[TEXT_MAX];
     OUT out = {cText, TEXT_MAX, 0, 0};
-    vLibraryEnter();
-    if (iKind == NODE_LISTING)
-        vListing(&out);
-    else
-        vPicture(&out);
-    vLibraryLeave(0);
+    errno = iNodeText(cpPath, pPlace, &out);
+    if (errno == 0 && pPlace->eKind >= NODE_CLASS && pPlace->eKind < NODE_ATTRIBUTE)
+        errno = EISDIR; // a folder is read with opendir
+    if (errno != 0)
+        return -1;
     int iFd = memfd_create("mvk-sim", MFD_CLOEXEC);
     if (iFd >= 0 && write(iFd, out.cp, (size_t)out.iLen) == out.iLen)
         lseek(iFd, 0, SEEK_SET);
@@ -123,16 +170,21 @@ static int iOpenText(int iKind)
 }
 
 // A descriptor on a device, with its place among the open devices in *ipFile.
-static int iOpenDevice(const char* cpPath, int iKind, int iNumber, int iFlags, int* ipFile)
+static int iOpenDevice(const char* cpPath, const PLACE* pPlace, int iFlags, int* ipFile)
 {
+    const RULE* pFail = pRule(ACT_OPEN, -1, cpPath);
+    if (pFail != nullptr) {
+        errno = pFail->iErrno;
+        return -1;
+    }
     vLibraryEnter();
-    int iDevice = iDeviceBehind(iKind, iNumber);
+    int iDevice = iDeviceBehind(pPlace);
     vLibraryLeave(0);
     errno = ENOENT;
     if (iDevice < 0)
         return -1;
     int iFd = open("/dev/null", O_RDWR | (iFlags & (O_CLOEXEC | O_NONBLOCK)));
-    *ipFile = iFd < 0 ? -1 : iFileNew(cpPath, iKind, iDevice);
+    *ipFile = iFd < 0 ? -1 : iFileNew(cpPath, pPlace->eKind, iDevice);
     if (iFd < 0 || *ipFile >= 0)
         return iFd;
     close(iFd);
@@ -142,20 +194,14 @@ static int iOpenDevice(const char* cpPath, int iKind, int iNumber, int iFlags, i
 
 // Opens one of the simulated files. Returns a descriptor, or -1 with errno; *ipFile is its place
 // among the open devices, -1 for a text.
-int iNodeOpen(const char* cpPath, int iKind, int iNumber, int iFlags, int* ipFile)
+int iNodeOpen(const char* cpPath, const PLACE* pPlace, int iFlags, int* ipFile)
 {
-    const RULE* pFail = pRule(ACT_OPEN, -1, cpPath);
-    int iFd = -1;
     *ipFile = -1;
-    if (pFail)
-        errno = pFail->iErrno;
-    else if (iKind < NODE_SG)
-        iFd = iOpenText(iKind);
-    else
-        iFd = iOpenDevice(cpPath, iKind, iNumber, iFlags, ipFile);
+    if (pPlace->eKind < NODE_SG)
+        return iOpenText(cpPath, pPlace);
+    int iFd = iOpenDevice(cpPath, pPlace, iFlags, ipFile);
     int iErrno = errno;
-    if (iKind >= NODE_SG)
-        vLog(i64Now(), "open", cpPath, "%s", cpResult(iFd < 0 ? -iErrno : iFd));
+    vLog(i64Now(), "open", cpPath, "%s", cpResult(iFd < 0 ? -iErrno : iFd));
     errno = iErrno;
     return iFd;
 }

@@ -1,15 +1,14 @@
-// Catches the C library's file calls. Those on the kernel's SCSI listing, on /dev/sg<n> and on
-// /dev/nst<n> go to the simulated library, all others to the C library as they are.
-#include "sim.h"
+// Catches the C library's file calls. Those on the kernel's SCSI listing, on /dev/sg<n>, on
+// /dev/nst<n> and on their folders in sysfs go to the simulated library, all others to the C
+// library as they are. Here: opening, and what is done with a descriptor.
+#include "preload.h"
 
-#include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
 #include <stdio.h>
+#include <string.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 // The caught functions have the C library's names, reserved ones among them, and our parameters'.
@@ -17,20 +16,9 @@
 // NOLINTBEGIN(readability-identifier-naming, readability-inconsistent-declaration-parameter-name)
 // NOLINTBEGIN(bugprone-macro-parentheses): a function's name takes none.
 
-#define CAUGHT extern "C" __attribute__((visibility("default")))
-
-// The function of this name that the program would have called without us.
-#define NEXT(f)                                                                                    \
-    ([]() {                                                                                        \
-        static void* vp;                                                                           \
-        if (!vp)                                                                                   \
-            vp = dlsym(RTLD_NEXT, #f);                                                             \
-        return (decltype(&f))vp;                                                                   \
-    }())
-
 enum { FD_MAX = 4096 };
 static unsigned char gcFile[FD_MAX]; // place among the open devices + 1, by descriptor
-static int giInside;                 // the simulator's own file calls are under way
+int giInside;
 
 __attribute__((constructor)) static void vStart(void)
 {
@@ -39,13 +27,18 @@ __attribute__((constructor)) static void vStart(void)
     giInside = 0;
 }
 
-// Which simulated file a path names, NODE_NONE for the file calls of the simulator itself.
-static int iKindOf(const char* cpPath, int* ipNumber)
+bool bCatch(const char* cpPath, PLACE* pPlace)
 {
     const char* volatile cpGiven = cpPath; // the headers promise that it is never null
-    if (giInside || !cpGiven || cpPath[0] != '/' || (cpPath[1] != 'd' && cpPath[1] != 'p'))
-        return NODE_NONE;
-    return iNodeKind(cpPath, ipNumber);
+    return !giInside && cpGiven && cpPath[0] == '/' && strchr("dps", cpPath[1]) &&
+           bPlace(cpPath, pPlace);
+}
+
+ssize_t iDone(ssize_t iResult, int iErrno)
+{
+    giInside = 0;
+    errno = iResult < 0 ? (int)-iResult : iErrno;
+    return iResult < 0 ? -1 : iResult;
 }
 
 // The open device behind a descriptor, -1 none.
@@ -63,21 +56,13 @@ static int iNote(int iFd, int iFile)
     return iFd;
 }
 
-static int iOpen(const char* cpPath, int iKind, int iNumber, int iFlags)
+static int iOpen(const char* cpPath, const PLACE* pPlace, int iFlags)
 {
     int iFile;
     giInside = 1;
-    int iFd = iNodeOpen(cpPath, iKind, iNumber, iFlags, &iFile);
+    int iFd = iNodeOpen(cpPath, pPlace, iFlags, &iFile);
     giInside = 0;
     return iNote(iFd, iFile);
-}
-
-// Turns a result with a negative error number into the C library's way, and keeps errno otherwise.
-static ssize_t iDone(ssize_t iResult, int iErrno)
-{
-    giInside = 0;
-    errno = iResult < 0 ? (int)-iResult : iErrno;
-    return iResult < 0 ? -1 : iResult;
 }
 
 // The optional last argument of an open call; for a call without it, nobody looks at the value.
@@ -91,9 +76,9 @@ static ssize_t iDone(ssize_t iResult, int iErrno)
     CAUGHT int f(const char* cpPath, int iFlags, ...)                                              \
     {                                                                                              \
         TAKE_MODE(mode, iFlags);                                                                   \
-        int iNumber, iKind = iKindOf(cpPath, &iNumber);                                            \
-        return iKind ? iOpen(cpPath, iKind, iNumber, iFlags)                                       \
-                     : iNote(NEXT(f)(cpPath, iFlags, mode), -1);                                   \
+        PLACE place;                                                                               \
+        return bCatch(cpPath, &place) ? iOpen(cpPath, &place, iFlags)                              \
+                                      : iNote(NEXT(f)(cpPath, iFlags, mode), -1);                  \
     }
 CATCH_OPEN(open)
 CATCH_OPEN(open64)
@@ -102,9 +87,9 @@ CATCH_OPEN(open64)
     CAUGHT int f(int iFolder, const char* cpPath, int iFlags, ...)                                 \
     {                                                                                              \
         TAKE_MODE(mode, iFlags);                                                                   \
-        int iNumber, iKind = iKindOf(cpPath, &iNumber);                                            \
-        return iKind ? iOpen(cpPath, iKind, iNumber, iFlags)                                       \
-                     : iNote(NEXT(f)(iFolder, cpPath, iFlags, mode), -1);                          \
+        PLACE place;                                                                               \
+        return bCatch(cpPath, &place) ? iOpen(cpPath, &place, iFlags)                              \
+                                      : iNote(NEXT(f)(iFolder, cpPath, iFlags, mode), -1);         \
     }
 CATCH_OPENAT(openat)
 CATCH_OPENAT(openat64)
@@ -124,11 +109,11 @@ CAUGHT int __open64_2(const char* cpPath, int iFlags)
 #define CATCH_FOPEN(f)                                                                             \
     CAUGHT FILE* f(const char* cpPath, const char* cpMode)                                         \
     {                                                                                              \
-        int iNumber, iKind = iKindOf(cpPath, &iNumber);                                            \
-        if (!iKind)                                                                                \
+        PLACE place;                                                                               \
+        if (!bCatch(cpPath, &place))                                                               \
             return NEXT(f)(cpPath, cpMode);                                                        \
         errno = EINVAL;                                                                            \
-        int iFd = iKind < NODE_SG ? iOpen(cpPath, iKind, iNumber, O_RDONLY) : -1;                  \
+        int iFd = place.eKind < NODE_SG ? iOpen(cpPath, &place, O_RDONLY) : -1;                    \
         return iFd < 0 ? nullptr : fdopen(iFd, "r");                                               \
     }
 CATCH_FOPEN(fopen)
@@ -209,55 +194,6 @@ CAUGHT int dup2(int iFd, int iNew) noexcept
     if (iFd != iNew)
         vForget(iNew);
     return iShare(iFd, NEXT(dup2)(iFd, iNew));
-}
-
-// Looks whether a simulated file exists. Returns 0, or -1 with errno.
-static int iExists(int iKind, int iNumber)
-{
-    int iErrno = errno;
-    giInside = 1;
-    return (int)iDone(iNodeExists(iKind, iNumber) ? 0 : -ENOENT, iErrno);
-}
-
-// What a path's file looks like: a character device, or a file to read.
-#define CATCH_STAT(f, TYPE)                                                                        \
-    CAUGHT int f(const char* cpPath, struct TYPE* pOut) noexcept                                   \
-    {                                                                                              \
-        int iNumber, iKind = iKindOf(cpPath, &iNumber);                                            \
-        if (!iKind)                                                                                \
-            return NEXT(f)(cpPath, pOut);                                                          \
-        if (iExists(iKind, iNumber) != 0 || NEXT(f)("/dev/null", pOut) != 0)                       \
-            return -1;                                                                             \
-        unsigned uiMinor = (unsigned)iNumber + (iKind == NODE_TAPE ? 128 : 0);                     \
-        pOut->st_rdev = iKind < NODE_SG ? 0 : makedev(iKind == NODE_TAPE ? 9 : 21, uiMinor);       \
-        pOut->st_mode = iKind < NODE_SG ? S_IFREG | 0444 : pOut->st_mode;                          \
-        return 0;                                                                                  \
-    }
-CATCH_STAT(stat, stat)
-CATCH_STAT(stat64, stat64)
-CATCH_STAT(lstat, stat)
-
-CAUGHT int access(const char* cpPath, int iMode) noexcept
-{
-    int iNumber, iKind = iKindOf(cpPath, &iNumber);
-    return iKind ? iExists(iKind, iNumber) : NEXT(access)(cpPath, iMode);
-}
-
-CAUGHT int faccessat(int iFolder, const char* cpPath, int iMode, int iFlags) noexcept
-{
-    int iNumber, iKind = iKindOf(cpPath, &iNumber);
-    return iKind ? iExists(iKind, iNumber) : NEXT(faccessat)(iFolder, cpPath, iMode, iFlags);
-}
-
-CAUGHT int mknod(const char* cpPath, mode_t mode, dev_t device) noexcept
-{
-    int iNumber, iKind = iKindOf(cpPath, &iNumber), iErrno = errno, iError = EPERM;
-    if (!iKind)
-        return NEXT(mknod)(cpPath, mode, device);
-    giInside = 1;
-    if (iKind == NODE_TAPE)
-        iError = iNodeMake(cpPath, iNumber, major(device), minor(device));
-    return (int)iDone(-iError, iErrno);
 }
 
 // NOLINTEND(bugprone-macro-parentheses)

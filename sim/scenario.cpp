@@ -165,17 +165,29 @@ void vScenarioRead(void)
 }
 
 // Counts an event with every directive that looks at it; returns the first one whose turn it is.
-const RULE* pRule(int iAction, int iOpcode, const char* cpPath)
+static const RULE* pTurn(int iAction, int iOpcode, const char* cpPath, bool bByName)
 {
     const RULE* pFound = nullptr;
     const char* cpName = strrchr(cpPath, '/') + 1;
     for (RULE* p = gRules; p < gRules + giRules; p++) {
         if (p->iAction != iAction || (p->iOpcode >= 0 && p->iOpcode != iOpcode) ||
-            (p->szDevice[0] && strcmp(p->szDevice, cpName) != 0))
+            (p->szDevice[0] ? strcmp(p->szDevice, cpName) != 0 : bByName))
             continue;
         p->iSeen++;
         if (!pFound && (p->iCount == 0 || p->iCount == p->iSeen))
             pFound = p;
     }
     return pFound;
+}
+
+// An event at a device or the listing.
+const RULE* pRule(int iAction, int iOpcode, const char* cpPath)
+{
+    return pTurn(iAction, iOpcode, cpPath, false);
+}
+
+// An event at a file that only a directive with its name is meant for.
+const RULE* pRuleByName(int iAction, const char* cpPath)
+{
+    return pTurn(iAction, -1, cpPath, true);
 }

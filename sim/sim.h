@@ -8,7 +8,8 @@
 #include <sys/types.h>
 
 enum {
-    DEVICE_MAX = 128,
+    DEVICE_MAX = 2048,
+    SG_MAX = 32768, // numbers of generic devices, as many as the kernel has
     ELEMENT_MAX = 4096,
     CARTRIDGE_MAX = 4096,
     LINE_MAX = 1 << 17,   // lines of a description
@@ -40,6 +41,8 @@ struct DEVICE {
     int iAddress[4];     // host, channel, target, LUN
     int iNodeAddress[4]; // what the tape node reports instead; host -1: the same
     int iType, iAnsi;
+    int iSg;    // number of /dev/sg<n>
+    int iLevel; // scsi_level in sysfs
     const char *cpVendor, *cpProduct, *cpRevision;
     int iDelay; // ms for every command
     int iNode;  // number of /dev/nst<n>, -1 none, -2 the next one in the order of the drives
@@ -67,6 +70,7 @@ struct CARTRIDGE {
 
 struct LIBRARY {
     int iStrict; // refuse an allocation length above the transfer length
+    int iSysfs;  // the devices are in sysfs
     const char* cpListing;
     int iDevices, iElements, iCartridges;
     DEVICE device[DEVICE_MAX];
@@ -121,6 +125,10 @@ void vLibraryEnter(void);
 void vLibraryLeave(int iChanged);
 int iElementAt(unsigned uiAddress);
 int iNodeDevice(int iNode);
+int iSgDevice(int iNumber);
+const int* ipNodeAddress(const DEVICE* pDev, bool bTape);
+void vAddField(OUT* pOut, const char* cpText, int iLen);
+bool bListed(void);
 void vListing(OUT* pOut);
 void vPicture(OUT* pOut);
 
@@ -165,16 +173,45 @@ struct RULE {
 };
 void vScenarioRead(void);
 const RULE* pRule(int iAction, int iOpcode, const char* cpPath);
+const RULE* pRuleByName(int iAction, const char* cpPath);
 
 // node.cpp: the simulated files by their paths, and the log
-enum NODE { NODE_NONE, NODE_LISTING, NODE_PICTURE, NODE_SG, NODE_TAPE };
-int iNodeKind(const char* cpPath, int* ipNumber);
-int iNodeExists(int iKind, int iNumber);
+enum NODE {
+    NODE_NONE, // not one of ours
+    NODE_LISTING,
+    NODE_PICTURE,
+    NODE_ABSENT,    // below a folder of ours, but nothing
+    NODE_CLASS,     // /sys/class/scsi_generic or scsi_tape
+    NODE_ENTRY,     // a device's folder there
+    NODE_LINK,      // its link "device"
+    NODE_DEVICE,    // where this leads
+    NODE_ATTRIBUTE, // a file there
+    NODE_SG,
+    NODE_TAPE
+};
+struct PLACE {
+    NODE eKind;
+    bool bTape;     // by the tape node, else by the generic one
+    int iNumber;    // of the node
+    int iAttribute; // which file of the device
+};
+bool bPlace(const char* cpPath, PLACE* pPlace);
+const char* cpNodeNumber(const char* cp, int* ipNumber);
+int iDeviceBehind(const PLACE* pPlace);
+bool bPlaceExists(const PLACE* pPlace);
 int iNodeMake(const char* cpPath, int iNumber, unsigned uiMajor, unsigned uiMinor);
-int iNodeOpen(const char* cpPath, int iKind, int iNumber, int iFlags, int* ipFile);
+int iNodeOpen(const char* cpPath, const PLACE* pPlace, int iFlags, int* ipFile);
+int iNodeText(const char* cpPath, const PLACE* pPlace, OUT* pOut);
 void vLog(int64_t i64At, const char* cpEvent, const char* cpPath, const char* cpFormat, ...)
     __attribute__((format(printf, 4, 5)));
 const char* cpResult(ssize_t iResult);
+
+// sysfs.cpp: what stands below the two folders of sysfs
+bool bSysfsPlace(const char* cpPath, PLACE* pPlace);
+bool bSysfsExists(const PLACE* pPlace);
+void vSysfsLink(const PLACE* pPlace, OUT* pOut);
+void vSysfsAttribute(const PLACE* pPlace, OUT* pOut);
+void vSysfsFolder(const PLACE* pPlace, OUT* pOut);
 
 // driver.cpp: open devices
 int iFileNew(const char* cpPath, int iKind, int iDevice);

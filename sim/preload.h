@@ -1,0 +1,32 @@
+// What the files share that catch the C library's calls.
+#ifndef MVK_SIM_PRELOAD_H
+#define MVK_SIM_PRELOAD_H
+
+#include "sim.h"
+
+#include <dlfcn.h>
+
+#define CAUGHT extern "C" __attribute__((visibility("default")))
+
+// The function of this name that the program would have called without us; a name takes no
+// parentheses. NOLINTBEGIN(bugprone-macro-parentheses)
+#define NEXT(f)                                                                                    \
+    ([]() {                                                                                        \
+        static void* vp;                                                                           \
+        if (!vp)                                                                                   \
+            vp = dlsym(RTLD_NEXT, #f);                                                             \
+        return (decltype(&f))vp;                                                                   \
+    }())
+// NOLINTEND(bugprone-macro-parentheses)
+
+// The simulator's own file calls are under way: they are not caught.
+extern int giInside;
+
+// Whether a call on this path is to be caught; *pPlace tells what the path names.
+bool bCatch(const char* cpPath, PLACE* pPlace);
+
+// Ends what is done inside: turns a result with a negative error number into the C library's way,
+// and puts errno back otherwise.
+ssize_t iDone(ssize_t iResult, int iErrno);
+
+#endif

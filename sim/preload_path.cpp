@@ -1,0 +1,284 @@
+// Catches the C library's calls that look at a path without opening it, and those on folders.
+#include "preload.h"
+
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+// The caught functions have the C library's names, reserved ones among them, and our parameters'.
+// NOLINTBEGIN(bugprone-reserved-identifier, cert-dcl37-c, cert-dcl51-cpp)
+// NOLINTBEGIN(readability-identifier-naming, readability-inconsistent-declaration-parameter-name)
+// NOLINTBEGIN(bugprone-macro-parentheses): a function's name takes none.
+
+static const unsigned uiMAJOR_SG = 21;
+static const unsigned uiMAJOR_TAPE = 9;
+static const unsigned uiMINOR_NO_REWIND = 128;
+
+// Looks whether a simulated file exists. Returns 0, or -1 with errno.
+static int iExists(const PLACE* pPlace)
+{
+    const int iErrno = errno;
+    giInside = 1;
+    return (int)iDone(bPlaceExists(pPlace) ? 0 : -ENOENT, iErrno);
+}
+
+// The kind and the permissions of a place; a link is looked through unless bLink.
+static mode_t modeOf(const PLACE* pPlace, bool bLink)
+{
+    switch (pPlace->eKind) {
+    case NODE_SG:
+    case NODE_TAPE:
+        return S_IFCHR | 0666;
+    case NODE_LINK:
+        return bLink ? S_IFLNK | 0777 : S_IFDIR | 0755;
+    case NODE_CLASS:
+    case NODE_ENTRY:
+    case NODE_DEVICE:
+        return S_IFDIR | 0755;
+    default:
+        return S_IFREG | 0444;
+    }
+}
+
+static unsigned uiMajorOf(const PLACE* pPlace)
+{
+    if (pPlace->eKind < NODE_SG)
+        return 0;
+    return pPlace->eKind == NODE_TAPE ? uiMAJOR_TAPE : uiMAJOR_SG;
+}
+
+static unsigned uiMinorOf(const PLACE* pPlace)
+{
+    if (pPlace->eKind < NODE_SG)
+        return 0;
+    return (unsigned)pPlace->iNumber + (pPlace->eKind == NODE_TAPE ? uiMINOR_NO_REWIND : 0);
+}
+
+// What stat tells of a place: owner and times are those of a device that every machine has.
+template <typename STAT>
+static int iStat(const PLACE* pPlace, STAT* pOut, int (*iNext)(const char*, STAT*), bool bLink)
+{
+    if (iExists(pPlace) != 0 || iNext("/dev/null", pOut) != 0)
+        return -1;
+    pOut->st_rdev = makedev(uiMajorOf(pPlace), uiMinorOf(pPlace));
+    pOut->st_mode = modeOf(pPlace, bLink);
+    return 0;
+}
+
+#define CATCH_STAT(f, TYPE, bLink)                                                                 \
+    CAUGHT int f(const char* cpPath, struct TYPE* pOut) noexcept                                   \
+    {                                                                                              \
+        PLACE place;                                                                               \
+        return bCatch(cpPath, &place) ? iStat<struct TYPE>(&place, pOut, NEXT(f), bLink)           \
+                                      : NEXT(f)(cpPath, pOut);                                     \
+    }
+CATCH_STAT(stat, stat, false)
+CATCH_STAT(stat64, stat64, false)
+CATCH_STAT(lstat, stat, true)
+CATCH_STAT(lstat64, stat64, true)
+
+#define CATCH_STATAT(f, TYPE, nextStat)                                                            \
+    CAUGHT int f(int iFolder, const char* cpPath, struct TYPE* pOut, int iFlags) noexcept          \
+    {                                                                                              \
+        PLACE place;                                                                               \
+        return bCatch(cpPath, &place) ? iStat<struct TYPE>(&place, pOut, NEXT(nextStat),           \
+                                                           iFlags & AT_SYMLINK_NOFOLLOW)           \
+                                      : NEXT(f)(iFolder, cpPath, pOut, iFlags);                    \
+    }
+CATCH_STATAT(fstatat, stat, stat)
+CATCH_STATAT(fstatat64, stat64, stat64)
+
+CAUGHT int statx(int iFolder, const char* cpPath, int iFlags, unsigned uiMask,
+                 struct statx* pOut) noexcept
+{
+    PLACE place;
+    if (!bCatch(cpPath, &place))
+        return NEXT(statx)(iFolder, cpPath, iFlags, uiMask, pOut);
+    if (iExists(&place) != 0 || NEXT(statx)(AT_FDCWD, "/dev/null", 0, uiMask, pOut) != 0)
+        return -1;
+    pOut->stx_mode = (uint16_t)modeOf(&place, (iFlags & AT_SYMLINK_NOFOLLOW) != 0);
+    pOut->stx_rdev_major = uiMajorOf(&place);
+    pOut->stx_rdev_minor = uiMinorOf(&place);
+    return 0;
+}
+
+CAUGHT int access(const char* cpPath, int iMode) noexcept
+{
+    PLACE place;
+    return bCatch(cpPath, &place) ? iExists(&place) : NEXT(access)(cpPath, iMode);
+}
+
+CAUGHT int faccessat(int iFolder, const char* cpPath, int iMode, int iFlags) noexcept
+{
+    PLACE place;
+    return bCatch(cpPath, &place) ? iExists(&place)
+                                  : NEXT(faccessat)(iFolder, cpPath, iMode, iFlags);
+}
+
+// None of ours has extended attributes, after which a long listing of files asks.
+#define CATCH_GETXATTR(f)                                                                          \
+    CAUGHT ssize_t f(const char* cpPath, const char* cpName, void* vpValue,                        \
+                     size_t uiSize) noexcept                                                       \
+    {                                                                                              \
+        PLACE place;                                                                               \
+        if (!bCatch(cpPath, &place))                                                               \
+            return NEXT(f)(cpPath, cpName, vpValue, uiSize);                                       \
+        errno = ENOTSUP;                                                                           \
+        return -1;                                                                                 \
+    }
+CATCH_GETXATTR(getxattr)
+CATCH_GETXATTR(lgetxattr)
+
+// The target of a link, cut at the buffer's end as readlink does it.
+static ssize_t iReadLink(const char* cpPath, const PLACE* pPlace, char* cpBuf, size_t uiSize)
+{
+    char szTarget[128];
+    OUT out = {szTarget, sizeof(szTarget), 0, 0};
+    const int iErrno = errno;
+    giInside = 1;
+    if (pPlace->eKind != NODE_LINK)
+        return iDone(bPlaceExists(pPlace) ? -EINVAL : -ENOENT, iErrno);
+    const int iError = iNodeText(cpPath, pPlace, &out);
+    const size_t uiLen = (size_t)out.iLen < uiSize ? (size_t)out.iLen : uiSize;
+    memcpy(cpBuf, szTarget, uiLen);
+    return iDone(iError != 0 ? -iError : (ssize_t)uiLen, iErrno);
+}
+
+CAUGHT ssize_t readlink(const char* cpPath, char* cpBuf, size_t uiSize) noexcept
+{
+    PLACE place;
+    return bCatch(cpPath, &place) ? iReadLink(cpPath, &place, cpBuf, uiSize)
+                                  : NEXT(readlink)(cpPath, cpBuf, uiSize);
+}
+
+CAUGHT ssize_t readlinkat(int iFolder, const char* cpPath, char* cpBuf, size_t uiSize) noexcept
+{
+    PLACE place;
+    return bCatch(cpPath, &place) ? iReadLink(cpPath, &place, cpBuf, uiSize)
+                                  : NEXT(readlinkat)(iFolder, cpPath, cpBuf, uiSize);
+}
+
+// What the checking macros of the C library's headers call instead.
+CAUGHT ssize_t __readlink_chk(const char* cpPath, char* cpBuf, size_t uiSize, size_t uiRoom)
+{
+    if (uiSize > uiRoom)
+        vFatal("readlink of %zu bytes into %zu", uiSize, uiRoom);
+    return readlink(cpPath, cpBuf, uiSize);
+}
+
+CAUGHT int mknod(const char* cpPath, mode_t mode, dev_t device) noexcept
+{
+    PLACE place;
+    const int iErrno = errno;
+    int iError = EPERM;
+    if (!bCatch(cpPath, &place))
+        return NEXT(mknod)(cpPath, mode, device);
+    giInside = 1;
+    if (place.eKind == NODE_TAPE)
+        iError = iNodeMake(cpPath, place.iNumber, major(device), minor(device));
+    return (int)iDone(-iError, iErrno);
+}
+
+// An open folder: the names as they were when it was opened, one a line.
+struct FOLDER {
+    bool bOpen;
+    char* cpNext;
+    struct dirent strEntry;
+    char szNames[16 * DEVICE_MAX];
+};
+static FOLDER strFolders[4];
+
+// The folder of ours that a handle stands for, null for the C library's.
+static FOLDER* pFolderOf(DIR* pHandle)
+{
+    for (FOLDER& strFolder : strFolders) {
+        if ((void*)&strFolder == (void*)pHandle)
+            return &strFolder;
+    }
+    return nullptr;
+}
+
+// Opens a folder. Returns 0 or an error number.
+static int iOpenFolder(const char* cpPath, const PLACE* pPlace, FOLDER* pFolder)
+{
+    OUT out = {pFolder->szNames, sizeof(pFolder->szNames), 0, 0};
+    const int iError = iNodeText(cpPath, pPlace, &out);
+    if (iError != 0)
+        return iError;
+    if (!S_ISDIR(modeOf(pPlace, false)))
+        return ENOTDIR;
+    pFolder->bOpen = true;
+    pFolder->cpNext = pFolder->szNames;
+    return 0;
+}
+
+CAUGHT DIR* opendir(const char* cpPath)
+{
+    PLACE place;
+    if (!bCatch(cpPath, &place))
+        return NEXT(opendir)(cpPath);
+    FOLDER* pFree = nullptr;
+    for (FOLDER& strFolder : strFolders)
+        pFree = strFolder.bOpen ? pFree : &strFolder;
+    if (place.eKind == NODE_LINK)
+        place.eKind = NODE_DEVICE;
+    const int iErrno = errno;
+    giInside = 1;
+    const int iError = pFree != nullptr ? iOpenFolder(cpPath, &place, pFree) : EMFILE;
+    return iDone(-iError, iErrno) == 0 ? (DIR*)pFree : nullptr;
+}
+
+// The two kinds of an entry are the same on machines of 64 bits.
+static struct dirent* pNextEntry(FOLDER* pFolder)
+{
+    struct dirent* pEntry = &pFolder->strEntry;
+    const char* cpName = cpTakeLine(&pFolder->cpNext);
+    if (cpName == nullptr)
+        return nullptr;
+    *pEntry = {};
+    pEntry->d_ino = 1;
+    pEntry->d_reclen = sizeof(*pEntry);
+    pEntry->d_type = DT_UNKNOWN;
+    memcpy(pEntry->d_name, cpName, strlen(cpName));
+    return pEntry;
+}
+
+CAUGHT struct dirent* readdir(DIR* pHandle)
+{
+    FOLDER* pFolder = pFolderOf(pHandle);
+    return pFolder != nullptr ? pNextEntry(pFolder) : NEXT(readdir)(pHandle);
+}
+
+static_assert(sizeof(struct dirent) == sizeof(struct dirent64));
+CAUGHT struct dirent64* readdir64(DIR* pHandle)
+{
+    FOLDER* pFolder = pFolderOf(pHandle);
+    return pFolder != nullptr ? (struct dirent64*)pNextEntry(pFolder) : NEXT(readdir64)(pHandle);
+}
+
+CAUGHT int closedir(DIR* pHandle)
+{
+    FOLDER* pFolder = pFolderOf(pHandle);
+    if (pFolder == nullptr)
+        return NEXT(closedir)(pHandle);
+    pFolder->bOpen = false;
+    return 0;
+}
+
+// A folder of ours has no descriptor.
+CAUGHT int dirfd(DIR* pHandle) noexcept
+{
+    if (pFolderOf(pHandle) == nullptr)
+        return NEXT(dirfd)(pHandle);
+    errno = ENOTSUP;
+    return -1;
+}
+
+// NOLINTEND(bugprone-macro-parentheses)
+// NOLINTEND(readability-identifier-naming, readability-inconsistent-declaration-parameter-name)
+// NOLINTEND(bugprone-reserved-identifier, cert-dcl37-c, cert-dcl51-cpp)
