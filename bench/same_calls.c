@@ -5,56 +5,55 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 static char** names;
 static char buffer[4096];
 static int level;
 
-static void read_file(const char* name, int to_end)
+/* Reads lines until one begins with the key; all of them without a key. */
+static void read_file(const char* name, const char* key)
 {
-    struct stat status;
-    int fd = open(name, O_RDONLY);
-    if (fd < 0)
+    FILE* file = fopen(name, "r");
+    if (file == NULL)
         return;
-    fstat(fd, &status);
-    while (read(fd, buffer, sizeof(buffer)) > 0 && to_end)
-        ;
-    close(fd);
+    while (fgets(buffer, sizeof(buffer), file) != NULL) {
+        if (key != NULL && strncmp(buffer, key, strlen(key)) == 0)
+            break;
+    }
+    fclose(file);
 }
 
-static void look_up(void)
+static void look_up(const char* key)
 {
-    read_file(names[1], 0);
-    read_file(names[2], 0);
+    read_file(names[1], "KQ_INI=");
+    read_file(names[2], key);
 }
 
 static void trace_line(void)
 {
-    struct stat status;
-    int fd = open(names[5], O_WRONLY | O_CREAT | O_APPEND, 0666);
-    fstat(fd, &status);
-    write(fd, " 9:05:07# a line of the trace log as mvk writes it\n", 51);
-    close(fd);
+    time_t now = time(NULL);
+    FILE* file = fopen(names[5], "a");
+    fprintf(file, "%2d:%02d# a line of the trace log\n", localtime(&now)->tm_hour, 0);
+    fclose(file);
 }
 
 /* The levels in debug.ini: KQ_MVK, then STDERR when it is on; KQ_SEM is off. */
 static void set_log(int on)
 {
-    look_up();
-    look_up();
-    read_file(names[3], 0);
+    look_up("gv_rw_lgc=");
+    look_up("gv_rw_ini=");
+    read_file(names[3], on ? "KQ_MVK=" : "KQ_SEM=");
     if (on) {
         FILE* pipe = popen("ps -e -A -o pid,command | tr -s ' ' | grep -v grep | grep -w 1", "r");
         fgets(buffer, sizeof(buffer), pipe);
         pclose(pipe);
-        read_file("/etc/localtime", 1);
         trace_line();
-        look_up();
-        read_file(names[3], 0);
+        look_up("gv_rw_ini=");
+        read_file(names[3], "STDERR=");
     }
-    look_up();
+    look_up("lang=");
 }
 
 static void semaphore(void)
@@ -62,7 +61,7 @@ static void semaphore(void)
     if (level)
         trace_line();
     set_log(0);
-    look_up();
+    look_up("gv_rw_work=");
 }
 
 static void command(void)
@@ -71,7 +70,8 @@ static void command(void)
     int fd, timeout = 2000;
     request[36] = 0x12;
     request[40] = (char)0xff;
-    read_file("/proc/scsi/scsi", 1);
+    read_file("/proc/scsi/scsi", NULL);
+    readlink("/sys/class/scsi_generic/sg1/device", buffer, sizeof(buffer));
     if (level)
         trace_line();
     fd = open(names[6], O_RDWR);
