@@ -4,6 +4,7 @@
 
 #include "mvk.h"
 #include "scsi_bytes.h"
+#include "scsi_sysfs.h"
 
 #include "cm_common.h"
 
@@ -149,7 +150,8 @@ static int iReadReport(unsigned char* cBuf, int* ipAllBytes, int iReport)
 static void vPrintDriveID(int u, unsigned int uiTarget)
 {
     const size_t uiLength = strlen(gszID);
-    const bool bLongID = uiLength >= 5 && strspn(gszID, "0123456789") == uiLength;
+    unsigned long long ullNumber = 0;
+    const bool bLongID = uiLength >= 5 && *cpReadDigits(gszID, &ullNumber) == '\0';
     if (uiLength == 4 || uiLength == 3 || bLongID)
         printf("ID=%.*s%x0 Tape Drive %d in Loader %s\n", (int)uiLength - 2, gszID, uiTarget, u,
                gszID);

@@ -8,7 +8,6 @@
 #include "cm_common.h"
 
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
 // A host line of fewer characters, its line feed included, is not taken for one.
@@ -18,6 +17,7 @@ static const size_t uiHOST_LINE_MIN = 38;
 struct DIGITS {
     const char* cpFirst;
     int iCount;
+    unsigned long long ullValue;
 };
 
 // Finds the numbers behind their words.
@@ -27,8 +27,11 @@ static void vFindNumbers(const char* szLine, DIGITS strNumbers[ADDRESS_NUMBERS])
     for (int i = 0; i < ADDRESS_NUMBERS; i++) {
         const char* cpWord = strstr(szLine, szWords[i]);
         szLine = cpWord != nullptr ? cpWord + strlen(szWords[i]) : "";
-        szLine += strspn(szLine, " ");
-        strNumbers[i] = {szLine, (int)strspn(szLine, "0123456789")};
+        while (*szLine == ' ')
+            szLine++;
+        strNumbers[i].cpFirst = szLine;
+        szLine = cpReadDigits(szLine, &strNumbers[i].ullValue);
+        strNumbers[i].iCount = (int)(szLine - strNumbers[i].cpFirst);
     }
 }
 
@@ -86,7 +89,7 @@ static bool bTakeAddress(const DIGITS strNumbers[ADDRESS_NUMBERS], SCSI_ADDRESS*
     for (int i = 0; i < ADDRESS_NUMBERS; i++) {
         if (strNumbers[i].iCount == 0)
             return false;
-        pAddress->ullNumbers[i] = strtoull(strNumbers[i].cpFirst, nullptr, 10);
+        pAddress->ullNumbers[i] = strNumbers[i].ullValue;
     }
     return true;
 }

@@ -4,8 +4,8 @@
 
 #include "cm_common.h"
 
-#include <ctype.h>
 #include <dirent.h>
+#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -21,15 +21,22 @@ bool bSameAddress(const SCSI_ADDRESS* pOne, const SCSI_ADDRESS* pOther)
     return memcmp(pOne->ullNumbers, pOther->ullNumbers, sizeof(pOne->ullNumbers)) == 0;
 }
 
-// Reads the number at *cppText, which cEnd follows, and steps over both.
+const char* cpReadDigits(const char* cpText, unsigned long long* pNumber)
+{
+    for (*pNumber = 0; *cpText >= '0' && *cpText <= '9'; cpText++) {
+        const unsigned long long ullDigit = (unsigned long long)(*cpText - '0');
+        *pNumber = *pNumber > (ULLONG_MAX - ullDigit) / 10 ? ULLONG_MAX : *pNumber * 10 + ullDigit;
+    }
+    return cpText;
+}
+
+// Reads the number at *cppText, which cEnd must follow, and steps over both.
 static bool bTakeNumber(const char** cppText, char cEnd, unsigned long long* pNumber)
 {
-    char* cpEnd = nullptr;
-    if (!isdigit((unsigned char)**cppText))
-        return false;
-    *pNumber = strtoull(*cppText, &cpEnd, 10);
+    const char* cpEnd = cpReadDigits(*cppText, pNumber);
+    const bool bTaken = cpEnd > *cppText && *cpEnd == cEnd;
     *cppText = cpEnd + 1;
-    return *cpEnd == cEnd;
+    return bTaken;
 }
 
 // Reads the address at the end of the link szPath.
@@ -40,8 +47,9 @@ static bool bLinkAddress(const char* szPath, SCSI_ADDRESS* pAddress)
     if (iLength <= 0)
         return false;
     szLink[iLength] = '\0';
-    const char* cpSlash = strrchr(szLink, '/');
-    const char* cpText = cpSlash != nullptr ? cpSlash + 1 : szLink;
+    const char* cpText = szLink + iLength;
+    while (cpText > szLink && cpText[-1] != '/')
+        cpText--;
     for (int i = 0; i < ADDRESS_NUMBERS; i++) {
         if (!bTakeNumber(&cpText, i < LUN ? ':' : '\0', &pAddress->ullNumbers[i]))
             return false;
@@ -63,24 +71,26 @@ bool bTapeAddress(int iNumber, SCSI_ADDRESS* pAddress)
     return bLinkAddress(szPath, pAddress);
 }
 
-// Appends a device, with twice the room when there is none left. Returns false without memory.
-static bool bAppendNode(GENERIC_NODES* pNodes, const GENERIC_NODE* pNode)
+// Marks the numbers of all generic devices in cNumbers, a bit each; sysfs has them in no order.
+// Returns how many there are.
+static int iMarkNumbers(unsigned char cNumbers[iGENERIC_MAX / 8])
 {
-    const int iCount = pNodes->iCount;
-    if ((iCount & (iCount - 1)) == 0) { // the room is a power of two
-        const size_t uiRoom = iCount > 0 ? 2 * (size_t)iCount : 1;
-        void* pGrown = realloc(pNodes->pNodes, uiRoom * sizeof(GENERIC_NODE));
-        if (pGrown == nullptr)
-            return false;
-        pNodes->pNodes = (GENERIC_NODE*)pGrown;
+    int iCount = 0;
+    DIR* pFolder = opendir(szGENERIC);
+    if (pFolder == nullptr)
+        return 0;
+    for (const struct dirent* pEntry = readdir(pFolder); pEntry != nullptr;
+         pEntry = readdir(pFolder)) {
+        const char* cpNumber = pEntry->d_name + 2;
+        unsigned long long ullNumber = 0;
+        if (b_STARTS_WITH(pEntry->d_name, "sg") && bTakeNumber(&cpNumber, '\0', &ullNumber) &&
+            ullNumber < (unsigned int)iGENERIC_MAX) {
+            cNumbers[ullNumber / 8] |= (unsigned char)(1U << ullNumber % 8);
+            iCount++;
+        }
     }
-    pNodes->pNodes[pNodes->iCount++] = *pNode;
-    return true;
-}
-
-static int iCompareNodes(const void* pOne, const void* pOther)
-{
-    return ((const GENERIC_NODE*)pOne)->iNumber - ((const GENERIC_NODE*)pOther)->iNumber;
+    closedir(pFolder);
+    return iCount;
 }
 
 void vReadGenericNodes(GENERIC_NODES* pNodes)
@@ -88,23 +98,18 @@ void vReadGenericNodes(GENERIC_NODES* pNodes)
     if (pNodes->bRead)
         return;
     pNodes->bRead = true;
-    DIR* pFolder = opendir(szGENERIC);
-    if (pFolder == nullptr)
+    unsigned char cNumbers[iGENERIC_MAX / 8] = {};
+    const int iCount = iMarkNumbers(cNumbers);
+    if (iCount > 0)
+        pNodes->pNodes = (GENERIC_NODE*)calloc((size_t)iCount, sizeof(GENERIC_NODE));
+    if (pNodes->pNodes == nullptr)
         return;
-    for (const struct dirent* pEntry = readdir(pFolder);
-         pEntry != nullptr && pNodes->iCount < iGENERIC_MAX; pEntry = readdir(pFolder)) {
-        const char* cpNumber = pEntry->d_name + 2;
-        unsigned long long ullNumber = 0;
-        if (!b_STARTS_WITH(pEntry->d_name, "sg") || !bTakeNumber(&cpNumber, '\0', &ullNumber) ||
-            ullNumber >= iGENERIC_MAX)
-            continue;
-        GENERIC_NODE strNode = {(int)ullNumber, {}};
-        if (bGenericAddress(strNode.iNumber, &strNode.strAddress) && !bAppendNode(pNodes, &strNode))
-            break;
+    for (int i = 0; i < iGENERIC_MAX && pNodes->iCount < iCount; i++) {
+        GENERIC_NODE* pNode = &pNodes->pNodes[pNodes->iCount];
+        pNode->iNumber = i;
+        if ((cNumbers[i / 8] >> i % 8 & 1) != 0 && bGenericAddress(i, &pNode->strAddress))
+            pNodes->iCount++;
     }
-    closedir(pFolder);
-    if (pNodes->iCount > 1)
-        qsort(pNodes->pNodes, (size_t)pNodes->iCount, sizeof(GENERIC_NODE), iCompareNodes);
 }
 
 int iFindGenericNode(GENERIC_NODES* pNodes, const SCSI_ADDRESS* pAddress)

@@ -32,6 +32,10 @@ enum {
     iLISTING_LINE_SIZE = 128 // a line is read in pieces of at most one byte less than this
 };
 
+// Reads the decimal digits at cpText, none as 0, more than fit as the largest number. Returns what
+// stands behind them.
+const char* cpReadDigits(const char* cpText, unsigned long long* pNumber);
+
 bool bSameAddress(const SCSI_ADDRESS* pOne, const SCSI_ADDRESS* pOther);
 
 // Return whether sysfs knows /dev/sg<iNumber>, or /dev/nst<iNumber>; *pAddress is its address then.
