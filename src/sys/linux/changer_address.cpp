@@ -61,10 +61,8 @@ int iLoaderModeSense(int iReport)
     const int iBufSize = 100;
     // The header can point up to 259 bytes ahead; zeros stand behind the reply.
     unsigned char cBuf[iBufSize + 256] = {};
-    unsigned char cSense[iSENSE_SIZE];
     TRACE_ABOVE(&strLog, 1, "for loader");
-    const int iStatus =
-        iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, iBufSize, 1, cSense, sizeof(cSense), iReport);
+    const int iStatus = iSendCommand(cCDB, sizeof(cCDB), cBuf, iBufSize, iReport);
     if (iStatus != 0 && iStatus != iVMSTolerantStatus)
         return iStatus;
     const unsigned char* cpPage = cBuf + cBuf[3] + 4;
@@ -77,7 +75,7 @@ int iLoaderModeSense(int iReport)
         vExpandAddresses(k, (int)uiGet16(cpField));
         bAnyAddress = bAnyAddress || giElementAddress[k][0] != 0;
     }
-    if (iReport > 0)
+    if (iReport >= REPORT_NORMAL)
         vPrintElementCounts();
     if (!bAnyAddress)
         printf("all address are zero\n");
@@ -92,7 +90,7 @@ int iScsiHardAddress(int iReport)
     glbv('r', szTemp, szAdr);
     if (szAdr[0] == '?') {
         szAdr[0] = '\0';
-        if (iReport > 1)
+        if (iReport >= REPORT_DEBUG)
             printf("didn't got hard address setting from GLBV %s\n", szTemp);
     }
     if (szAdr[0] == '\0')
@@ -101,7 +99,7 @@ int iScsiHardAddress(int iReport)
     int k = ELEMENT_TRANSPORT;
     for (const char* cpPos = cm_strtok(szAdr, ','); cpPos != nullptr;
          cpPos = cm_strtok(nullptr, ','), k++) {
-        if (iReport == 2)
+        if (iReport == REPORT_DEBUG)
             printf("cpPos: '%s'\n", cpPos);
         const char* cpTimes = strchr(cpPos, 'x');
         if (cpTimes == nullptr)
@@ -111,7 +109,7 @@ int iScsiHardAddress(int iReport)
     }
     for (k = ELEMENT_TRANSPORT; k <= ELEMENT_DRIVE; k++)
         vExpandAddresses(k, giElementAddress[k][0]);
-    if (iReport > 0)
+    if (iReport >= REPORT_NORMAL)
         vPrintElementCounts();
     return 0;
 }

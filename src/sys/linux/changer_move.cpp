@@ -64,11 +64,10 @@ static int iMove(unsigned char cLun, int iTransport, int iSource, int iTarget, i
         0,       // control
     };
     unsigned char cBuf[128] = {};
-    unsigned char cSense[iSENSE_SIZE];
     vPut16(cCDB + 2, (unsigned int)iTransport);
     vPut16(cCDB + 4, (unsigned int)iSource);
     vPut16(cCDB + 6, (unsigned int)iTarget);
-    return iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, 0, 2, cSense, sizeof(cSense), iReport);
+    return iSendCommand(cCDB, sizeof(cCDB), cBuf, 0, iReport);
 }
 
 // Only LUN 1 is carried into the command.
@@ -79,7 +78,7 @@ static unsigned char cLunField(int iReport)
         return 0;
     const unsigned char cField = 0x20;
     const char cLun = gszID[uiLength - 1];
-    if (iReport == 2)
+    if (iReport == REPORT_DEBUG)
         printf("lun=%d(dec)/%c(char) cdb[1]=%x(hex)\n", cLun, cLun, cField);
     return cField;
 }

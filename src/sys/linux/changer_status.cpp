@@ -121,14 +121,12 @@ static int iReadReport(unsigned char* cBuf, int* ipAllBytes, int iReport)
         0,    // reserved
         0,    // control
     };
-    unsigned char cSense[iSENSE_SIZE];
     int iStatus = 0;
     for (int iRetry = 0; iRetry < iMAX_RETRY; iRetry++) {
         // Some devices refuse an allocation length above the transfer: the last try names its size.
         if (iRetry == iMAX_RETRY - 1)
             vPut24(cCDB + 7, iBUF_SIZE);
-        iStatus =
-            iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, iBUF_SIZE, 1, cSense, sizeof(cSense), iReport);
+        iStatus = iSendCommand(cCDB, sizeof(cCDB), cBuf, iBUF_SIZE, iReport);
         if (iStatus != 0)
             printf("warning RES iStatus(dec)=%d CTRL Byte=(dec)%d\n", iStatus, cCDB[11]);
         *ipAllBytes = (int)uiGet24(cBuf + 5);

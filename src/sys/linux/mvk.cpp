@@ -91,6 +91,7 @@ static int iHardMove(const RUN* pRun)
 static int iMove(const RUN* pRun)
 {
     iScsiRES("page code", pRun->iReport);
+    // The override is stored under the device as it was typed, ID or path.
     v_COPY(gszID, sizeof(gszID), pRun->argv[1]);
     iScsiHardAddress(pRun->iReport);
     if (pRun->argc < 5)
@@ -215,7 +216,7 @@ static void vReadTrailingWords(RUN* pRun, const char* cpBusy)
 {
     if (strcmp(pRun->argv[pRun->argc - 1], "debug") == 0) {
         pRun->argc--;
-        pRun->iReport = 2;
+        pRun->iReport = REPORT_DEBUG;
         strLog.iFlg = 2;
         strLog.iVerify = 1;
         TRACE_ABOVE(&strLog, 0, "main(): debug info");
@@ -244,13 +245,11 @@ static int iReportOccupied(const char* cpBusy, const char* cpHolder)
 // The operation itself, with the device locked.
 static int iOperate(const RUN* pRun)
 {
-    const int iNoReport = 0;
-    const int iScan = 11;
     if (strcmp(pRun->argv[1], "scan") == 0) {
-        vScanDevice(pRun->argc > 2 ? pRun->argv[2] : "scan all", iScan);
+        vScanDevice(pRun->argc > 2 ? pRun->argv[2] : "scan all", REPORT_SCAN);
         return MVK_SUCCESS;
     }
-    iScsiInquiry(iNoReport);
+    iScsiInquiry(REPORT_SILENT);
     return iDispatch(pRun);
 }
 
@@ -279,10 +278,10 @@ int iMvkMain(int argc, char** argv)
 {
     static char szName[] = "mvk";
     static char* cpNoArguments[] = {szName, nullptr};
-    RUN strRun = {argc, argv, 1};
+    RUN strRun = {argc, argv, REPORT_NORMAL};
     vOccupyStandardStreams();
     if (argc < 1)
-        strRun = {1, cpNoArguments, 1};
+        strRun = {1, cpNoArguments, REPORT_NORMAL};
     v_set_log_main("kq_mvk.lgc", "KQ_MVK", &strLog);
     TRACE_ABOVE(&strLog, 1, "%s", gszRevision);
     vRememberArguments(strRun.argc, strRun.argv);

@@ -2,7 +2,11 @@
 // and the frame of a run. The operations are declared by group in scsi.h, changer.h and tape.h.
 #pragma once
 
+#include "report.h"
+
 #include "cm_trace.h"
+
+#include <stddef.h>
 
 // Status numbers: the result of every operation and the exit status of the program.
 enum {
@@ -57,6 +61,13 @@ extern const char gszRevision[];
 // Uses the generic driver's sg_header interface (linux/Documentation/scsi/scsi-generic).
 int iLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf, int iBufSize,
                   int iIOFlag, unsigned char* cpSense, int iSenseSize, int iReport);
+
+// The same for the operations, which judge a reply by its data: no flag, no sense area.
+// cpCDB, uiCDBSize:  the command, 6 to 16 bytes.
+// cpBuf, iBufSize:   the reply, and a parameter list before it.
+// Returns and prints what iLinuxScsiCmd does.
+int iSendCommand(const unsigned char* cpCDB, size_t uiCDBSize, unsigned char* cpBuf, int iBufSize,
+                 int iReport);
 
 // Allocates iSize zeroed bytes that the caller frees. Returns null after
 // "cannot allocate %d bytes of memory" on standard output.

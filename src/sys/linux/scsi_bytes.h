@@ -1,8 +1,6 @@
 // Big-endian fields of commands and replies, and the dumps of bytes that several operations print.
 #pragma once
 
-#include <stdio.h>
-
 static inline unsigned int uiGet16(const unsigned char* cpBytes)
 {
     return (unsigned int)cpBytes[0] << 8 | cpBytes[1];
@@ -31,8 +29,16 @@ static inline void vPut24(unsigned char* cpBytes, unsigned int uiValue)
     vPut16(cpBytes + 1, uiValue);
 }
 
-// True for the bytes that the debug dumps show as characters.
-static inline bool bShownAsCharacter(unsigned char cByte)
-{
-    return cByte >= 32 && cByte <= 169;
-}
+// How a dump shows the bytes that are not zero; the others are left out.
+enum DUMP_STYLE {
+    DUMP_HEX,          // "%x "
+    DUMP_TEXT,         // "%c " or "%x "
+    DUMP_INDEXED_HEX,  // "[%2d]=%2x "
+    DUMP_INDEXED_TEXT, // "[%2d]=%2c " or "[%2d]=%2x "
+    DUMP_LINES,        // "[%d]%x" on a line
+    DUMP_WIDE_LINES,   // "[%d] %x" on a line
+};
+
+// Prints iCount bytes, numbered from 0, in a style. The styles with text show the bytes from 32 to
+// 169 as characters.
+void vDumpBytes(const unsigned char* cpBytes, int iCount, DUMP_STYLE eStyle);

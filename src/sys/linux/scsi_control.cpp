@@ -2,6 +2,7 @@
 #include "scsi.h"
 
 #include "mvk.h"
+#include "scsi_bytes.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -32,10 +33,8 @@ int iScsiCmdCDB6(const char* cpMode, int iReport)
     // No immediate bit: every command waits until the device is done.
     const unsigned char cCDB[6] = {strCommand.cOpcode, 0, 0, 0, strCommand.cByte4, 0};
     unsigned char cBuf[128] = {};
-    unsigned char cSense[iSENSE_SIZE];
     printf("TRY %s\n", strCommand.cpLabel);
-    const int iStatus =
-        iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, 0, 1, cSense, sizeof(cSense), iReport);
+    const int iStatus = iSendCommand(cCDB, sizeof(cCDB), cBuf, 0, iReport);
     printf("DONE %s\n", strCommand.cpLabel);
     return iStatus;
 }
@@ -48,16 +47,13 @@ int iScsiCmdErase(int iReport)
         0,    0, 0, 0, // reserved, control
     };
     unsigned char cBuf[19] = {};
-    unsigned char cSense[iSENSE_SIZE];
     TRACE_ABOVE(&strLog, 0, "Erase");
-    return iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, sizeof(cBuf), 1, cSense, sizeof(cSense),
-                         iReport);
+    return iSendCommand(cCDB, sizeof(cCDB), cBuf, sizeof(cBuf), iReport);
 }
 
 int iScsiRequestSense(int iReport)
 {
     unsigned char cBuf[19] = {};
-    unsigned char cSense[iSENSE_SIZE];
     const unsigned char cCDB[6] = {
         0x03,         // REQUEST SENSE
         0,            // fixed format
@@ -66,8 +62,7 @@ int iScsiRequestSense(int iReport)
         sizeof(cBuf), // allocation length
         0,            // control
     };
-    const int iStatus =
-        iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, sizeof(cBuf), 1, cSense, sizeof(cSense), iReport);
+    const int iStatus = iSendCommand(cCDB, sizeof(cCDB), cBuf, sizeof(cBuf), iReport);
     if (strcmp(gszTyp, "tape") == 0) {
         printf("Tape Info\n");
         // Bit 7 says that the drive maintains this byte, bit 0 that it asks for cleaning.
@@ -76,12 +71,9 @@ int iScsiRequestSense(int iReport)
     } else if (strcmp(gszTyp, "loader") == 0) {
         printf("Loader Info\n");
     }
-    if (iReport == 2) {
+    if (iReport == REPORT_DEBUG) {
         printf("debug info\n");
-        for (int i = 0; i < (int)sizeof(cBuf); i++) {
-            if (cBuf[i] != 0)
-                printf("[%2d]=%2x ", i, cBuf[i]);
-        }
+        vDumpBytes(cBuf, sizeof(cBuf), DUMP_INDEXED_HEX);
         printf("\n");
     }
     return iStatus;

@@ -57,9 +57,13 @@ static void vSetTimeout(const SCSI_REQUEST* pRequest)
     int iTimeout_ms = iTimeoutOf(pRequest->cpCDB[0]);
     if (ioctl(pRequest->iFD, SG_SET_TIMEOUT, &iTimeout_ms) < 0)
         printf("iLinuxScsiCmd() fail to set timeout=%d ms to %s\n", iTimeout_ms, gszDev);
-    if (pRequest->iReport == 2)
+    if (pRequest->iReport == REPORT_DEBUG)
         printf("iLinuxScsiCmd() timeout=%d ms for %s\n", iTimeout_ms, gszDev);
 }
+
+// The request header is what the checks below look at, as it was written: its result is 0 and its
+// sense area empty, so that only calls that fail or fall short are errors here. The device's own
+// answer, in the header that is read, is left to the operations.
 
 // Writes header and CDB; data behind them is counted in the header but never sent. Returns 0 or
 // IOCTL_ERROR.
@@ -131,8 +135,7 @@ static void vTraceExchange(const SCSI_REQUEST* pRequest, const struct sg_header*
     vTraceBytes("szIO", pRequest->szIO, pRequest->iCDBSize + pRequest->iBufSize + iHEADER_SIZE);
 }
 
-// The exchange on the open device. The sense data, result and lengths that it judges by are those
-// of the request header: the device's answer is left to the operations.
+// The exchange on the open device. Returns 0, IOCTL_ERROR or MODESENSE_ERROR.
 static int iExchange(const SCSI_REQUEST* pRequest, int iIOFlag, unsigned char* cpSense,
                      int iSenseSize)
 {
@@ -151,13 +154,13 @@ static int iExchange(const SCSI_REQUEST* pRequest, int iIOFlag, unsigned char* c
         return IOCTL_ERROR;
     const int iStatus = iExamineSense(&sg_hd, pRequest->iReport);
     vCopySense(&sg_hd, cpSense, iSenseSize);
-    if (pRequest->iReport == 2) {
+    if (pRequest->iReport == REPORT_DEBUG) {
         printf("iLinuxScsiCmd() after write op sg_hd->result=%d\n", sg_hd.result);
         printf("iLinuxScsiCmd() gszCurCmd=%s\n", gszCurCmd);
     }
     if (iReadAnswer(pRequest, &sg_hd) != 0)
         return IOCTL_ERROR;
-    if (pRequest->iReport == 2)
+    if (pRequest->iReport == REPORT_DEBUG)
         vTraceExchange(pRequest, &sg_hd);
     return iStatus;
 }
@@ -184,4 +187,12 @@ int iLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf
     }
     close(strRequest.iFD);
     return iStatus;
+}
+
+int iSendCommand(const unsigned char* cpCDB, size_t uiCDBSize, unsigned char* cpBuf, int iBufSize,
+                 int iReport)
+{
+    unsigned char cSense[iSENSE_SIZE];
+    return iLinuxScsiCmd(cpCDB, (int)uiCDBSize, cpBuf, iBufSize, 1, cSense, sizeof(cSense),
+                         iReport);
 }

@@ -3,6 +3,7 @@
 #include "scsi_exec_alt.h"
 
 #include "mvk.h"
+#include "scsi_bytes.h"
 #include "scsi_device.h"
 
 #include "cm_common.h"
@@ -124,12 +125,9 @@ int iXLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBu
     slow_bzero(cpSense, iSenseSize);
     slow_memcopy(cRequestSense, cpSense,
                  iSenseSize < (int)sizeof(cRequestSense) ? iSenseSize : (int)sizeof(cRequestSense));
-    if (iReport == 2) {
+    if (iReport == REPORT_DEBUG) {
         printf("debug info after SCSI_ExecuteCommand\n");
-        for (int i = 0; i < iBufSize; i++) {
-            if (cpBuf[i] != 0)
-                printf("[%d]%x\n", i, cpBuf[i]);
-        }
+        vDumpBytes(cpBuf, iBufSize, DUMP_LINES);
     }
     close(DeviceFD);
     return iResult != 0 ? IOCTL_ERROR : 0;

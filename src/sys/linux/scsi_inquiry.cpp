@@ -42,12 +42,7 @@ static void vClassify(const unsigned char* cBuf)
 static void vDumpInquiry(const unsigned char* cBuf)
 {
     printf("debug info\n");
-    for (int i = 0; i < iBUF_SIZE; i++) {
-        if (bShownAsCharacter(cBuf[i]))
-            printf("[%2d]=%2c ", i, cBuf[i]);
-        else if (cBuf[i] != 0)
-            printf("[%2d]=%2x ", i, cBuf[i]);
-    }
+    vDumpBytes(cBuf, iBUF_SIZE, DUMP_INDEXED_TEXT);
     printf("\n");
 }
 
@@ -68,7 +63,6 @@ static void vPrintIdentification(const unsigned char* cBuf)
 int iScsiInquiry(int iReport)
 {
     unsigned char cBuf[iBUF_SIZE] = {};
-    unsigned char cSense[iSENSE_SIZE];
     const unsigned char cCDB[6] = {
         0x12,                     // INQUIRY
         cLunField(),              // logical unit, no vital product data
@@ -77,15 +71,14 @@ int iScsiInquiry(int iReport)
         (unsigned char)iBUF_SIZE, // allocation length
         0,                        // control
     };
-    const int iStatus =
-        iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, iBUF_SIZE, 1, cSense, sizeof(cSense), iReport);
+    const int iStatus = iSendCommand(cCDB, sizeof(cCDB), cBuf, iBUF_SIZE, iReport);
     if (iStatus != 0 && iStatus != iVMSTolerantStatus)
         return iStatus;
-    if (iReport == 0)
+    if (iReport == REPORT_SILENT)
         vClassify(cBuf);
-    if (iReport == 2)
+    if (iReport == REPORT_DEBUG)
         vDumpInquiry(cBuf);
-    if (iReport <= 0)
+    if (iReport < REPORT_NORMAL)
         return iStatus;
     if (cBuf[0] != cTYPE_TAPE && cBuf[0] != cTYPE_CHANGER)
         return NOTAPE_ERROR;

@@ -1,6 +1,7 @@
 // Decodes fixed-format sense data (SPC) into a line for a person.
 #include "scsi_sense.h"
 
+#include "report.h"
 #include "scsi_bytes.h"
 
 #include <stdio.h>
@@ -50,18 +51,13 @@ static void vDumpSense(const unsigned char* cpSenseData)
 {
     const int iBound = cpSenseData[3] + 3;
     printf("debug info\n");
-    for (int i = 0; i < iBound && i < iSENSE_AREA; i++) {
-        if (bShownAsCharacter(cpSenseData[i]))
-            printf("%c ", cpSenseData[i]);
-        else if (cpSenseData[i] != 0)
-            printf("%x ", cpSenseData[i]);
-    }
+    vDumpBytes(cpSenseData, iBound < iSENSE_AREA ? iBound : iSENSE_AREA, DUMP_TEXT);
     printf("\n");
 }
 
 void vScsiSenseData(const unsigned char* cpSenseData, int iReport)
 {
-    if (iReport <= 1)
+    if (iReport < REPORT_DEBUG)
         return;
     const unsigned int iSenseCode = uiGet16(cpSenseData + 12);
     const char* cpText = cpFindText(iSenseCode);
@@ -71,7 +67,7 @@ void vScsiSenseData(const unsigned char* cpSenseData, int iReport)
             printf("%s\n", cpText);
         else
             printf("%2x %2x\n", cpSenseData[12], cpSenseData[13]);
-    } else if (iReport > 2) {
+    } else if (iReport >= REPORT_DETAIL) {
         printf("Success (code=%2x) (sensekey=%2x)\n", cpSenseData[0], cpSenseData[2]);
     }
     vDumpSense(cpSenseData);

@@ -1,6 +1,8 @@
 // Finds the tape driver's node of a drive by the address that the node tells.
 #include "scsi_tape_node.h"
 
+#include "report.h"
+
 #include "cm_common.h"
 
 #include <fcntl.h>
@@ -33,7 +35,7 @@ int iFileExist(const char* cpFile, int iShow)
 
 static bool bShows(int iReport)
 {
-    return iReport >= 1 && iReport <= 10;
+    return iReport >= REPORT_NORMAL && iReport < REPORT_SCAN;
 }
 
 // Asks the node for the kernel's address words (SCSI_IOCTL_GET_IDLUN).

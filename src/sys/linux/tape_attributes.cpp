@@ -52,7 +52,6 @@ static ATTRIBUTE_MODE strParseIdentifier(const char* cpMode, char* cpTitle, size
 // Sends the command, with the first bytes of the reply traced before and after.
 static int iReadAttributes(const ATTRIBUTE_MODE* pMode, unsigned char* cBuf, int iReport)
 {
-    unsigned char cSense[iSENSE_SIZE];
     unsigned char cCDB[16] = {
         0x8C,                // READ ATTRIBUTE
         0,    0, 0, 0, 0, 0, // service action 0: attribute values; element address
@@ -67,8 +66,7 @@ static int iReadAttributes(const ATTRIBUTE_MODE* pMode, unsigned char* cBuf, int
     TRACE_ABOVE(&strLog, 0, "TRY %s 0x%x", pMode->cpTitle, cCDB[0]);
     TRACE_ABOVE(&strLog, 0, "iScsiCmd cBuf[0] %d, (cBuf[1] %d", cBuf[0], cBuf[1]);
     TRACE_ABOVE(&strLog, 0, "iScsiCmd cBuf[2] %d, (cBuf[3] %d", cBuf[2], cBuf[3]);
-    const int iStatus = iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, pMode->iBufSize, 1, cSense,
-                                      sizeof(cSense), iReport);
+    const int iStatus = iSendCommand(cCDB, sizeof(cCDB), cBuf, pMode->iBufSize, iReport);
     TRACE_ABOVE(&strLog, 0, "iScsiCmd returned cBuf[0]&0xff %d, (cBuf[1]&0xff) %d", cBuf[0],
                 cBuf[1]);
     TRACE_ABOVE(&strLog, 0, "iScsiCmd returned cBuf[2]&0xff %d, (cBuf[3]&0xff) %d", cBuf[2],
@@ -86,7 +84,7 @@ static unsigned int iPrintAttribute(const unsigned char* cBuf, unsigned int i, i
     const unsigned int iEnd = i + iATTRIBUTE_HEADER + uiGet16(cBuf + i + 3);
     const bool iText = (cFormat & 3) != 0;
     printf("Attribute Id: 0x%02x%02x", cBuf[i], cBuf[i + 1]);
-    if (iReport > 1)
+    if (iReport >= REPORT_DEBUG)
         printf(" followed by: %x %x %x %x", cBuf[i + 2], cBuf[i + 3], cBuf[i + 4], cBuf[i + 5]);
     if ((cFormat & 0x80) != 0)
         printf(" ReadOnly");
@@ -106,7 +104,7 @@ static unsigned int iPrintAttribute(const unsigned char* cBuf, unsigned int i, i
 static void vTraceReply(const unsigned char* cBuf, unsigned int iStop, int iReport)
 {
     TRACE_ABOVE(&strLog, 0, "%u BYTES PARAMETER LIST", iStop);
-    if (iReport <= 1)
+    if (iReport < REPORT_DEBUG)
         return;
     for (unsigned int i = 0; i < iStop; i++)
         TRACE_ABOVE(&strLog, 1, "cBuf[%u]: 0x%0x - [%c]", i, cBuf[i], cBuf[i]);

@@ -38,10 +38,8 @@ static int iShowEeprom(int iReport)
         0,    // control
     };
     unsigned char cBuf[iMaxBufSize + 1] = {};
-    unsigned char cSense[iSENSE_SIZE];
     printf("TRY %s\n", szTITLE);
-    const int iStatus =
-        iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, iMaxBufSize, 1, cSense, sizeof(cSense), iReport);
+    const int iStatus = iSendCommand(cCDB, sizeof(cCDB), cBuf, iMaxBufSize, iReport);
     if (iStatus != 0)
         return iStatus;
     const unsigned int iLen = uiGet16(cBuf);
@@ -85,12 +83,10 @@ static int iSelectPage(unsigned char* cBuf, int iBufSize, int iReport)
         (unsigned char)iBufSize, // parameter list length
         0,                       // control
     };
-    unsigned char cSense[iSENSE_SIZE];
     for (int i = 0; i < iBufSize; i++)
         printf(i < iLIST_HEADER ? "[%d] %x\n" : "[%d] %c\n", i, cBuf[i]);
     printf("TRY SET %s\n", szTITLE);
-    const int iStatus =
-        iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, iBufSize, 1, cSense, sizeof(cSense), iReport);
+    const int iStatus = iSendCommand(cCDB, sizeof(cCDB), cBuf, iBufSize, iReport);
     printf("DONE SET %s WITH STATUS %d\n", szTITLE, iStatus);
     return iStatus;
 }

@@ -2,6 +2,7 @@
 #include "tape.h"
 
 #include "mvk.h"
+#include "scsi_bytes.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -19,10 +20,7 @@ static const int iTAPE_TEXT = 94;
 static void vPrintUnknown(const unsigned char* cBuf)
 {
     printf("UNKNOWN\niBufSize=%d\n", iBufSize);
-    for (int i = 0; i < iBufSize; i++) {
-        if (cBuf[i] != 0)
-            printf("%x ", cBuf[i]);
-    }
+    vDumpBytes(cBuf, iBufSize, DUMP_HEX);
 }
 
 static void vPrintTapeLabel(const unsigned char* cBuf, int iReport)
@@ -31,7 +29,7 @@ static void vPrintTapeLabel(const unsigned char* cBuf, int iReport)
         if (cBuf[i] == 0)
             continue;
         if (i < iTAPE_TEXT) {
-            if (iReport > 2)
+            if (iReport >= REPORT_DETAIL)
                 printf(i < 4 ? "[%d]%c\n" : "[%d]%x  ", i, cBuf[i]);
             continue;
         }
@@ -49,7 +47,7 @@ static void vPrint2ALabel(const unsigned char* cBuf, int iReport)
 {
     int iFlag = 0;
     for (int i = 0; i < 2; i++) {
-        if (iReport > 1)
+        if (iReport >= REPORT_DEBUG)
             printf("[%d] %d\n", i, cBuf[i]);
     }
     printf("zel_label=");
@@ -69,7 +67,7 @@ static void vPrint2ALabel(const unsigned char* cBuf, int iReport)
         }
         if (iFlag == 1 && bBlank && i == iINIT_TIME)
             iFlag = 0;
-        if (cBuf[i] != 0 && !bBlank && iReport > 0)
+        if (cBuf[i] != 0 && !bBlank && iReport >= REPORT_NORMAL)
             putchar(cBuf[i]);
     }
 }
@@ -84,11 +82,9 @@ int iScsiCmdCDBRead(const char* cpMode, int iReport)
     };
     static const char szMode[] = "READ";
     unsigned char cBuf[iBufSize] = {};
-    unsigned char cSense[iSENSE_SIZE];
     (void)cpMode;
     printf("TRY %s\n", szMode);
-    const int iStatus =
-        iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, iBufSize, 1, cSense, sizeof(cSense), iReport);
+    const int iStatus = iSendCommand(cCDB, sizeof(cCDB), cBuf, iBufSize, iReport);
     if (iStatus != 0)
         return iStatus;
     if (memcmp(cBuf, "TAPE", 4) == 0)

@@ -99,10 +99,7 @@ static void vParseHeader(PAGE_REPLY* pReply, int iCDBSize)
 static void vPrintParameters(const PAGE_REPLY* pReply, bool bBlockLength)
 {
     printf("%u BYTES PARAMETER LIST\n", pReply->iStop);
-    for (unsigned int i = 0; i < pReply->iStop; i++) {
-        if (pReply->cBuf[i] != 0)
-            printf("[%u] %x\n", i, pReply->cBuf[i]);
-    }
+    vDumpBytes(pReply->cBuf, (int)pReply->iStop, DUMP_WIDE_LINES);
     if (pReply->iCount == 0)
         return;
     printf("BLOCK DESCRIPTOR\n");
@@ -209,15 +206,14 @@ static const PAGE_COMMAND* pFindCommand(const char* cpMode)
 int iScsiCmdModeSense(const char* cpMode, int iReport)
 {
     PAGE_REPLY strReply = {};
-    unsigned char cSense[iSENSE_SIZE];
     const PAGE_COMMAND* pCommand = pFindCommand(cpMode);
     if (pCommand == nullptr) {
         printf("UNKNOWN MODE '%s'\n", cpMode);
         return USAGE_ERROR;
     }
     printf("TRY %s\n", pCommand->szTitle);
-    const int iStatus = iLinuxScsiCmd(pCommand->cCDB, pCommand->iCDBSize, strReply.cBuf,
-                                      pCommand->iBufSize, 1, cSense, sizeof(cSense), iReport);
+    const int iStatus = iSendCommand(pCommand->cCDB, (size_t)pCommand->iCDBSize, strReply.cBuf,
+                                     pCommand->iBufSize, iReport);
     if (iStatus != 0)
         return iStatus;
     vParseHeader(&strReply, pCommand->iCDBSize);

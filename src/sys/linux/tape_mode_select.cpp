@@ -50,7 +50,7 @@ static void vFillBlockSize(SELECT_LIST* pList, int iReport)
 {
     vFillHeader(pList, iBLOCK_LIST_SIZE);
     vPut24(pList->cBuf + 9, pList->iBlockSize);
-    if (iReport > 1)
+    if (iReport >= REPORT_DEBUG)
         printf("SIZE=%d\nSIZE16=%x\nSIZE08=%x\nSIZE00=%x\n", (int)pList->iBlockSize, pList->cBuf[9],
                pList->cBuf[10], pList->cBuf[11]);
 }
@@ -60,7 +60,7 @@ static void vFillDensity(SELECT_LIST* pList, int iReport)
 {
     vFillHeader(pList, iBLOCK_LIST_SIZE);
     pList->cBuf[4] = (unsigned char)pList->iBlockSize;
-    if (iReport > 0)
+    if (iReport >= REPORT_NORMAL)
         printf("SIZE=%d\n", (int)pList->iBlockSize);
 }
 
@@ -76,13 +76,11 @@ static void vFillCompression(SELECT_LIST* pList, int iReport)
         iSENSE_REPLY_SIZE, // allocation length
         0,                 // control
     };
-    unsigned char cSense[iSENSE_SIZE];
-    if (iReport == 2)
+    if (iReport == REPORT_DEBUG)
         printf("Call MODE SENSE request data compression page=(%x)\n", cCDB[2]);
-    iLinuxScsiCmd(cCDB, sizeof(cCDB), pList->cBuf, iSENSE_REPLY_SIZE, 1, cSense, sizeof(cSense),
-                  iReport);
+    iSendCommand(cCDB, sizeof(cCDB), pList->cBuf, iSENSE_REPLY_SIZE, iReport);
     vFillHeader(pList, iPAGE_LIST_SIZE);
-    if (iReport > 0)
+    if (iReport >= REPORT_NORMAL)
         printf("DCE=%d\n", (int)pList->iBlockSize);
     if (pList->iBlockSize == 0) {
         pList->cBuf[iDCE_BYTE] &= (unsigned char)~cDCE;
@@ -91,13 +89,10 @@ static void vFillCompression(SELECT_LIST* pList, int iReport)
         pList->cBuf[iDCE_BYTE] |= cDCE;
     }
     printf("DATA COMPRESSION ENABLE:%d\n", pList->cBuf[iDCE_BYTE] >> 7);
-    if (iReport != 2)
+    if (iReport != REPORT_DEBUG)
         return;
     printf("debug info before SCSI_ExecuteCommand\n");
-    for (int i = 0; i < pList->iBufSize; i++) {
-        if (pList->cBuf[i] != 0)
-            printf("[%d]%x\n", i, pList->cBuf[i]);
-    }
+    vDumpBytes(pList->cBuf, pList->iBufSize, DUMP_LINES);
 }
 
 static const SETTING strSettings[] = {
@@ -119,7 +114,6 @@ int iScsiCmdModeSelect(const char* cpMode, const char* cpKey, const char* cpVal,
 {
     (void)cpKey;
     SELECT_LIST strList = {};
-    unsigned char cSense[iSENSE_SIZE] = {};
     const SETTING* pSetting = pFindSetting(cpMode);
     if (pSetting == nullptr) {
         printf("UNKNOWN MODE '%s'\n", cpMode);
@@ -137,8 +131,7 @@ int iScsiCmdModeSelect(const char* cpMode, const char* cpKey, const char* cpVal,
     };
     printf("TRY %s\n", pSetting->cpTitle);
     // The answer overwrites the list.
-    const int iStatus = iLinuxScsiCmd(cCDB, sizeof(cCDB), strList.cBuf, strList.iBufSize, 1, cSense,
-                                      sizeof(cSense), iReport);
+    const int iStatus = iSendCommand(cCDB, sizeof(cCDB), strList.cBuf, strList.iBufSize, iReport);
     if (iStatus == 0)
         printf("%s=%d\nDONE %s\n", pSetting->cpResult, (int)strList.iBlockSize, pSetting->cpTitle);
     return iStatus;

@@ -47,9 +47,8 @@ static int iAskDrive(unsigned char cOpcode, unsigned char cPage, unsigned char (
                      int iReport)
 {
     const unsigned char cCDB[6] = {cOpcode, 0, cPage, 0, iBUF_SIZE, 0};
-    unsigned char cSense[iSENSE_SIZE];
     memset(cBuf, 0, sizeof(cBuf));
-    return iLinuxScsiCmd(cCDB, sizeof(cCDB), cBuf, iBUF_SIZE, 1, cSense, sizeof(cSense), iReport);
+    return iSendCommand(cCDB, sizeof(cCDB), cBuf, iBUF_SIZE, iReport);
 }
 
 // Prints whether a cartridge is loaded and the drive asks for cleaning, from byte 18 of the sense
@@ -57,7 +56,7 @@ static int iAskDrive(unsigned char cOpcode, unsigned char cPage, unsigned char (
 static void vPrintInternalStatus(unsigned char cStatus, int iReport)
 {
     const bool bValid = (cStatus & cSTATUS_VALID) != 0;
-    if (!bValid || iReport > 1)
+    if (!bValid || iReport >= REPORT_DEBUG)
         printf("internal_status_byte=0x%x\n", cStatus);
     if (!bValid)
         return;
@@ -71,14 +70,14 @@ static void vPrintSummary(const unsigned char* cBuf, int iReport)
 {
     const unsigned int uiBlockLength = uiGet24(cBuf + 9);
     printf("buffered_mode=%d\n", (cBuf[2] & 0x10) != 0);
-    if (iReport > 1)
+    if (iReport >= REPORT_DEBUG)
         printf("block_length0=%x\nblock_length1=%x\nblock_length2=%x\n", cBuf[9], cBuf[10],
                cBuf[11]);
     printf("block_length=%u%s\n", uiBlockLength, uiBlockLength == 0 ? " (variable)" : "");
-    if (iReport > 1)
+    if (iReport >= REPORT_DEBUG)
         printf("media_type=(%x)\n", cBuf[1]);
     vPrintMediumType(cBuf[1]);
-    if (iReport == 2)
+    if (iReport == REPORT_DEBUG)
         printf("write_protect_code=%x\n", cBuf[2] & 0x80);
     printf("write_protect=%d\n", cBuf[2] >> 7);
     printf("density_code=%x\n", cBuf[4]);
@@ -97,7 +96,7 @@ static int iTapeModeSense(int iReport)
     TRACE_ABOVE(&strLog, 1, "ASCQ       0x%x", cBuf[13]);
     vPrintInternalStatus(cBuf[18], iReport);
     TRACE_ABOVE(&strLog, 1, "for tape >> MODE SENSE");
-    if (iReport == 2)
+    if (iReport == REPORT_DEBUG)
         printf("request page=(%x)\n", cPage);
     const int iStatus = iAskDrive(0x1A, cPage, cBuf, iReport);
     vPrintSummary(cBuf, iReport);
