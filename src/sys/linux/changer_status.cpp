@@ -2,6 +2,7 @@
 // element address table.
 #include "changer.h"
 
+#include "changer_reply.h"
 #include "mvk.h"
 #include "scsi_bytes.h"
 #include "scsi_sysfs.h"
@@ -13,16 +14,10 @@
 
 static const int iMAX_RETRY = 3;
 
-// The transfer size of the command.
+// The transfer size of the command, and the buffer that takes it. The device is asked for more:
+// what it says to have is believed only up to this size.
 static const int iBUF_SIZE = 32767;
-
-// What an element needs at least: address, flags, target and source address.
-static const int iDESCRIPTOR_FIELDS = 12;
-
-static const int iVOLUME_TAG_SIZE = 36;
-
-// A page header may begin on the last byte of the reply; zeros stand behind it.
-static const int iCBUF_SIZE = iBUF_SIZE + 1 + 64;
+static const int iREPLY_SIZE = iBUF_SIZE + 1;
 
 // What a run does with each element.
 enum RES_ACTION {
@@ -41,16 +36,6 @@ struct RES_MODE {
     int iRangeType; // element type of a range
     int iFromElem;
     int iToElem;
-};
-
-// One element status page of the reply.
-struct RES_PAGE {
-    int iType;
-    int iBarCodeFlag;
-    int iDescLen;
-    int iElements;
-    char szElement[128]; // the type in a word, ten columns; empty for an unknown type
-    char szLabel[64];
 };
 
 // Reads a mode with a "-", such as "s:1-5": two numbers and the kind of element they count.
@@ -129,9 +114,10 @@ static int iReadReport(unsigned char* cBuf, int* ipAllBytes, int iReport)
         iStatus = iSendCommand(cCDB, sizeof(cCDB), cBuf, iBUF_SIZE, iReport);
         if (iStatus != 0)
             printf("warning RES iStatus(dec)=%d CTRL Byte=(dec)%d\n", iStatus, cCDB[11]);
-        *ipAllBytes = (int)uiGet24(cBuf + 5);
-        TRACE_ABOVE(&strLog, 0, "iFirstElem(dec)=%u", uiGet16(cBuf));
-        TRACE_ABOVE(&strLog, 0, "iNumElem(dec)=%u", uiGet16(cBuf + 2));
+        const REPLY_HEADER strHeader = strReadReplyHeader(cBuf);
+        *ipAllBytes = strHeader.iBytes;
+        TRACE_ABOVE(&strLog, 0, "iFirstElem(dec)=%u", strHeader.uiFirst);
+        TRACE_ABOVE(&strLog, 0, "iNumElem(dec)=%u", strHeader.uiElements);
         TRACE_ABOVE(&strLog, 0, "iAllBytes(dec)=%d", *ipAllBytes);
         if (*ipAllBytes > 7 && *ipAllBytes <= iBUF_SIZE)
             return iStatus;
@@ -155,15 +141,15 @@ static void vPrintDriveID(int u, unsigned int uiTarget)
                gszID);
 }
 
-static bool bShown(const RES_MODE* pMode, const RES_PAGE* pPage, int u, int iFullFlag)
+static bool bShown(const RES_MODE* pMode, const ELEMENT_PAGE* pPage, int u, bool bFull)
 {
     switch (pMode->eAction) {
     case RES_SHOW_ALL:
         return true;
     case RES_SHOW_FULL:
-        return iFullFlag != 0;
+        return bFull;
     case RES_SHOW_EMPTY:
-        return iFullFlag == 0;
+        return !bFull;
     case RES_SHOW_RANGE:
         return pPage->iType == pMode->iRangeType && u >= pMode->iFromElem && u <= pMode->iToElem;
     default:
@@ -171,64 +157,56 @@ static bool bShown(const RES_MODE* pMode, const RES_PAGE* pPage, int u, int iFul
     }
 }
 
-// Deals with element u of a page, whose descriptor is cpElement.
-static void vWalkElement(const RES_MODE* pMode, RES_PAGE* pPage, int u,
-                         const unsigned char* cpElement)
+// Prints the line of element u; the kind takes ten columns, which stay empty for an unknown one.
+static void vPrintElement(const ELEMENT_PAGE* pPage, int u, const ELEMENT* pElement)
 {
-    const int iElemAdr = (int)uiGet16(cpElement);
-    const int iOldElemAdr = (int)uiGet16(cpElement + 10);
-    const int iFullFlag = cpElement[2] & 1;
-    const bool bStore = pMode->eAction == RES_PAGE_CODE || pMode->eAction == RES_SHOW_PAGE;
-    TRACE_ABOVE(&strLog, 0, "iElemAdr(dec)=%d", iElemAdr);
+    const char* cpName = cpElementName(pPage->iType);
+    printf("%-*s %3d(adr=%4d,src=%4d,tape=%x) %.*s\n", cpName[0] != '\0' ? 10 : 0, cpName, u,
+           pElement->iAddress, pElement->iSource, (unsigned int)pElement->bFull, iVOLUME_TAG_SIZE,
+           pElement->cpLabel != nullptr ? pElement->cpLabel : "");
+}
+
+// Deals with element u of a page.
+static void vTakeElement(const RES_MODE* pMode, const ELEMENT_PAGE* pPage, int u,
+                         const ELEMENT* pElement)
+{
+    TRACE_ABOVE(&strLog, 0, "iElemAdr(dec)=%d", pElement->iAddress);
     TRACE_ABOVE(&strLog, 0, "iAccessFlag(dec)=%d",
-                pPage->iType == ELEMENT_TRANSPORT ? 0 : cpElement[2] >> 3 & 1);
-    TRACE_ABOVE(&strLog, 0, "iErrorFlag(dec)=%d", cpElement[2] >> 2 & 1);
+                pPage->iType != ELEMENT_TRANSPORT && pElement->bAccess);
+    TRACE_ABOVE(&strLog, 0, "iErrorFlag(dec)=%d", pElement->bException);
     vSetElementCount(pPage->iType, pPage->iElements);
-    if (u == 0 && pMode->eAction == RES_SHOW_PAGE && pPage->szElement[0] != '\0')
-        vPrintElementCount(pPage->iType, pPage->iElements, iElemAdr);
-    if (pPage->iBarCodeFlag != 0 && pPage->iDescLen > iDESCRIPTOR_FIELDS) {
-        memcpy(pPage->szLabel, cpElement + iDESCRIPTOR_FIELDS, iVOLUME_TAG_SIZE);
-        pPage->szLabel[iVOLUME_TAG_SIZE] = '\0';
-    }
-    if (bStore)
-        vSetElementAddress(pPage->iType, u, iElemAdr);
-    if (bShown(pMode, pPage, u, iFullFlag))
-        printf("%s %3d(adr=%4d,src=%4d,tape=%x) %s\n", pPage->szElement, u, iElemAdr, iOldElemAdr,
-               (unsigned int)iFullFlag, pPage->szLabel);
+    if (u == 0 && pMode->eAction == RES_SHOW_PAGE && cpElementName(pPage->iType)[0] != '\0')
+        vPrintElementCount(pPage->iType, pPage->iElements, pElement->iAddress);
+    if (pMode->eAction == RES_PAGE_CODE || pMode->eAction == RES_SHOW_PAGE)
+        vSetElementAddress(pPage->iType, u, pElement->iAddress);
+    if (bShown(pMode, pPage, u, pElement->bFull))
+        vPrintElement(pPage, u, pElement);
     if (pMode->eAction == RES_SHOW_SCSI && pPage->iType == ELEMENT_DRIVE)
-        vPrintDriveID(u, cpElement[7]);
+        vPrintDriveID(u, pElement->uiTarget);
 }
 
 // Walks the pages of a report of iAllBytes bytes. A descriptor that does not lie wholly in the
-// buffer ends the walk; a page of descriptors without a length is empty.
+// buffer ends the walk.
 static void vWalkReport(const RES_MODE* pMode, const unsigned char* cBuf, int iAllBytes)
 {
     for (int iPos = 8; iPos < iAllBytes;) {
-        RES_PAGE strPage = {};
-        const int iPageBytes = (int)uiGet16(cBuf + iPos + 6);
-        strPage.iType = cBuf[iPos];
-        strPage.iBarCodeFlag = cBuf[iPos + 1] >> 7;
-        strPage.iDescLen = (int)uiGet16(cBuf + iPos + 2);
-        strPage.iElements = strPage.iDescLen > 0 ? iPageBytes / strPage.iDescLen : 0;
-        if (cpElementName(strPage.iType)[0] != '\0')
-            snprintf(strPage.szElement, sizeof(strPage.szElement), "%-10s",
-                     cpElementName(strPage.iType));
+        const ELEMENT_PAGE strPage = strReadPage(cBuf, iPos);
         TRACE_ABOVE(&strLog, 0, "iType(dec)=%d", strPage.iType);
         TRACE_ABOVE(&strLog, 0, "iElements(dec)=%d", strPage.iElements);
-        TRACE_ABOVE(&strLog, 0, "iBarCodeFlag(dec)=%d", strPage.iBarCodeFlag);
-        iPos += 8;
+        TRACE_ABOVE(&strLog, 0, "iBarCodeFlag(dec)=%d", strPage.bVolumeTags);
         for (int u = 0; u < strPage.iElements; u++) {
-            if (iPos + strPage.iDescLen > iBUF_SIZE + 1)
+            ELEMENT strElement;
+            if (!bReadElement(cBuf, iREPLY_SIZE, &strPage, u, &strElement))
                 return;
-            vWalkElement(pMode, &strPage, u, cBuf + iPos);
-            iPos += strPage.iDescLen;
+            vTakeElement(pMode, &strPage, u, &strElement);
         }
+        iPos = strPage.iNext;
     }
 }
 
 int iScsiRES(const char* cpMode, int iReport)
 {
-    unsigned char cBuf[iCBUF_SIZE] = {};
+    unsigned char cBuf[iREPLY_SIZE + iREPLY_MARGIN] = {};
     int iAllBytes = 0;
     const RES_MODE strMode = strParseMode(cpMode);
     const int iStatus = iReadReport(cBuf, &iAllBytes, iReport);

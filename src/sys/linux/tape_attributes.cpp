@@ -4,6 +4,7 @@
 
 #include "mvk.h"
 #include "scsi_bytes.h"
+#include "tape_replies.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -12,9 +13,6 @@ static const unsigned int iMaxBufSize = 8191;
 
 // Attributes begin behind the available data length.
 static const unsigned int iStart = 4;
-
-// An attribute begins with identifier, format and length.
-static const unsigned int iATTRIBUTE_HEADER = 5;
 
 // Attributes are listed up to this index of the reply.
 static const unsigned int iMAX_LIST = 512;
@@ -76,28 +74,31 @@ static int iReadAttributes(const ATTRIBUTE_MODE* pMode, unsigned char* cBuf, int
     return iStatus;
 }
 
-// Prints the attribute at index i of the reply. Returns the index behind it, which may lie behind
-// the buffer; the value is printed as far as the buffer goes.
-static unsigned int iPrintAttribute(const unsigned char* cBuf, unsigned int i, int iReport)
+// Prints an attribute, its value as far as the reply goes.
+static void vPrintAttribute(const ATTRIBUTE* pAttribute, int iReport)
 {
-    const unsigned char cFormat = cBuf[i + 2];
-    const unsigned int iEnd = i + iATTRIBUTE_HEADER + uiGet16(cBuf + i + 3);
-    const bool iText = (cFormat & 3) != 0;
-    printf("Attribute Id: 0x%02x%02x", cBuf[i], cBuf[i + 1]);
+    static const char szFormats[4][8] = {"BINARY", "ASCII", "TEXT", "ASCII"};
+    const unsigned char* cpHeader = pAttribute->cHeader;
+    const bool bText = pAttribute->uiFormat != 0;
+    printf("Attribute Id: 0x%04x", pAttribute->uiIdentifier);
     if (iReport >= REPORT_DEBUG)
-        printf(" followed by: %x %x %x %x", cBuf[i + 2], cBuf[i + 3], cBuf[i + 4], cBuf[i + 5]);
-    if ((cFormat & 0x80) != 0)
+        printf(" followed by: %x %x %x %x", cpHeader[0], cpHeader[1], cpHeader[2], cpHeader[3]);
+    if (pAttribute->bReadOnly)
         printf(" ReadOnly");
-    printf(" (%s)\n", (cFormat & 1) != 0 ? "ASCII" : iText ? "TEXT" : "BINARY");
-    printf(iText ? "value: [" : "value: [0x");
-    for (unsigned int j = i + iATTRIBUTE_HEADER; j < iEnd && j <= iMaxBufSize; j++) {
-        if (iText)
-            putchar(cBuf[j]);
-        else
-            printf("%x", cBuf[j]);
-    }
+    printf(" (%s)\n", szFormats[pAttribute->uiFormat]);
+    printf(bText ? "value: [" : "value: [0x");
+    for (unsigned int j = 0; j < pAttribute->uiValue; j++)
+        printf(bText ? "%c" : "%x", pAttribute->cpValue[j]);
     printf("]\n");
-    return iEnd;
+}
+
+// Tells write-once media by the first attribute of the reply.
+static void vPrintMediumType(const unsigned char (&cBuf)[iMaxBufSize + 1])
+{
+    const ATTRIBUTE strAttribute = strReadAttribute(cBuf, sizeof(cBuf), iStart);
+    const bool bWriteOnce =
+        strAttribute.uiIdentifier == iMEDIUM_TYPE && strAttribute.cHeader[3] == cWRITE_ONCE;
+    printf("medium_type=%s medium\n", bWriteOnce ? "Write-once" : "Data");
 }
 
 // Traces the reply up to iStop, byte by byte at debug level.
@@ -139,13 +140,14 @@ int iScsiCmdReadAttributes(const char* cpMode, int iReport)
     const unsigned int iStop = iReply < iMAX_LIST ? iReply : iMAX_LIST;
     vTraceReply(cBuf, iStop, iReport);
     if (strcmp(cpMode, strMediumType.cpMode) == 0) {
-        const bool bWriteOnce = uiGet16(cBuf + iStart) == iMEDIUM_TYPE &&
-                                cBuf[iStart + iATTRIBUTE_HEADER] == cWRITE_ONCE;
-        printf("medium_type=%s medium\n", bWriteOnce ? "Write-once" : "Data");
+        vPrintMediumType(cBuf);
         return iStatus;
     }
     TRACE_ABOVE(&strLog, 0, "List Attributes");
-    for (unsigned int i = iStart; i < iStop;)
-        i = iPrintAttribute(cBuf, i, iReport);
+    for (unsigned int i = iStart; i < iStop;) {
+        const ATTRIBUTE strAttribute = strReadAttribute(cBuf, sizeof(cBuf), i);
+        vPrintAttribute(&strAttribute, iReport);
+        i = strAttribute.uiNext;
+    }
     return iStatus;
 }

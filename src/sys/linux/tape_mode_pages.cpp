@@ -4,6 +4,7 @@
 
 #include "mvk.h"
 #include "scsi_bytes.h"
+#include "tape_replies.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -20,21 +21,17 @@ struct PAGE_COMMAND {
     unsigned char cCDB[10];
 };
 
+// MODE SENSE(6): opcode, block descriptors wanted, page, subpage, allocation length, control.
+// MODE SENSE(10): opcode, block descriptors wanted, page, subpage, three bytes reserved, allocation
+// length in two bytes, control.
+// clang-format off
 static const PAGE_COMMAND strCommands[] = {
-  // MODE SENSE(6): opcode, block descriptors wanted, page, subpage, allocation length, control
-    {"all_pages_6",  "MODE SENSE (6)",        false, 6, 255,  {0x1A, 0, 0x3F, 0, 0xFF, 0}},
- // MODE SENSE(10): opcode, block descriptors, page, subpage, reserved, allocation length,
-  // control
-    {"all_pages_10",
-     "MODE SENSE (10)",                       false,
-     10,                                                8191,
-     {0x5A, 0, 0x3F, 0, 0, 0, 0, 0x1F, 0xFF, 0}                                          },
-    {"eeprom_6",     "MODE SENSE FOR EEPROM", true,  6, 255,  {0x1A, 0, 0x3E, 0, 0xFF, 0}},
-    {"eeprom_10",
-     "MODE SENSE FOR EEPROM",                 true,
-     10,                                                8191,
-     {0x5A, 0, 0x3E, 0, 0, 0, 0, 0x1F, 0xFF, 0}                                          },
+    {"all_pages_6",  "MODE SENSE (6)",        false,  6,  255, {0x1A, 0, 0x3F, 0, 0xFF, 0}},
+    {"all_pages_10", "MODE SENSE (10)",       false, 10, 8191, {0x5A, 0, 0x3F, 0, 0, 0, 0, 0x1F, 0xFF, 0}},
+    {"eeprom_6",     "MODE SENSE FOR EEPROM", true,   6,  255, {0x1A, 0, 0x3E, 0, 0xFF, 0}},
+    {"eeprom_10",    "MODE SENSE FOR EEPROM", true,  10, 8191, {0x5A, 0, 0x3E, 0, 0, 0, 0, 0x1F, 0xFF, 0}},
 };
+// clang-format on
 
 // Titles of mode pages, sorted by the page code byte as drives return it: the parameters-savable
 // bit (0x80) is part of it.
@@ -68,10 +65,7 @@ static const PAGE_TITLE strTitles[] = {
 // nothing there.
 struct PAGE_REPLY {
     unsigned char cBuf[iMaxBufSize + 1];
-    unsigned int iLen;   // mode data length
-    unsigned int iCount; // number of block descriptors
-    unsigned int iStop;  // length of the mode parameter header
-    unsigned int iPages; // index of the first page
+    MODE_HEADER strHeader;
 };
 
 static unsigned char cByteAt(const PAGE_REPLY* pReply, unsigned int i)
@@ -79,32 +73,18 @@ static unsigned char cByteAt(const PAGE_REPLY* pReply, unsigned int i)
     return i < sizeof(pReply->cBuf) ? pReply->cBuf[i] : 0;
 }
 
-static void vParseHeader(PAGE_REPLY* pReply, int iCDBSize)
-{
-    const unsigned char* cBuf = pReply->cBuf;
-    if (iCDBSize == 6) {
-        pReply->iLen = cBuf[0];
-        pReply->iCount = cBuf[3] >> 3;
-        pReply->iStop = 4;
-    } else {
-        pReply->iLen = uiGet16(cBuf);
-        pReply->iCount = cBuf[6] * 256U + (cBuf[7] >> 3);
-        pReply->iStop = 8;
-    }
-    pReply->iPages = pReply->iStop + 8 * pReply->iCount;
-}
-
 // Prints the header and the block descriptors; bBlockLength also says the block length that the
 // first descriptor holds.
 static void vPrintParameters(const PAGE_REPLY* pReply, bool bBlockLength)
 {
-    printf("%u BYTES PARAMETER LIST\n", pReply->iStop);
-    vDumpBytes(pReply->cBuf, (int)pReply->iStop, DUMP_WIDE_LINES);
-    if (pReply->iCount == 0)
+    const MODE_HEADER* pHeader = &pReply->strHeader;
+    printf("%u BYTES PARAMETER LIST\n", pHeader->uiHeader);
+    vDumpBytes(pReply->cBuf, (int)pHeader->uiHeader, DUMP_WIDE_LINES);
+    if (pHeader->uiDescriptors == 0)
         return;
     printf("BLOCK DESCRIPTOR\n");
-    for (unsigned int i = pReply->iStop; i < pReply->iPages && i < iMaxBufSize; i++) {
-        const unsigned int j = i - pReply->iStop;
+    for (unsigned int i = pHeader->uiHeader; i < pHeader->uiPages && i < iMaxBufSize; i++) {
+        const unsigned int j = i - pHeader->uiHeader;
         if (pReply->cBuf[i] != 0)
             printf("[%u/%u] %x\n", i, j, pReply->cBuf[i]);
         if (bBlockLength && j == 7)
@@ -117,9 +97,9 @@ static void vPrintPageDescriptor(const PAGE_REPLY* pReply, unsigned int iCount)
 {
     printf("PAGE DESCRIPTOR\n");
     for (unsigned int j = 0; j < iCount; j++) {
-        const unsigned char cByte = cByteAt(pReply, pReply->iPages + j);
-        if (cByte != 0)
-            printf("[%u/%u] %x\n", pReply->iPages + j, j, cByte);
+        const unsigned int i = pReply->strHeader.uiPages + j;
+        if (cByteAt(pReply, i) != 0)
+            printf("[%u/%u] %x\n", i, j, cByteAt(pReply, i));
     }
 }
 
@@ -152,36 +132,24 @@ static bool bTextPage(unsigned int iCode)
     return iCode == 0x2C || (iCode >= 0x20 && iCode <= 0x23);
 }
 
-// Walks the pages. A page begins where a byte that is not zero, the code, is followed by one that
-// is not zero, the length.
+// Prints the pages from the fourth byte of the first one on.
 static void vPrintPages(const PAGE_REPLY* pReply)
 {
-    unsigned int iCode = 0;
-    unsigned int iCodeLen = 0;
-    unsigned int j = 0;
-    bool iCodeFlag = false;
+    const MODE_HEADER* pHeader = &pReply->strHeader;
+    PAGE_WALK strWalk =
+        strBeginPages(pReply->cBuf, sizeof(pReply->cBuf), pHeader->uiPages + 3, pHeader->uiLength);
     printf("DATA BLOCK(S)\n");
-    for (unsigned int i = pReply->iPages + 3; i < pReply->iLen; i++) {
-        const unsigned char cByte = pReply->cBuf[i];
-        if (!iCodeFlag) {
-            iCode = cByte;
-            iCodeLen = pReply->cBuf[i + 1];
-            if (iCode != 0 && iCodeLen != 0) {
-                vPrintPageTitle(iCode, iCodeLen);
-                iCodeFlag = true;
-                j = 0;
-            }
-        }
-        if (cByte != 0 && iCodeLen != 0 && bTextPage(iCode))
-            printf("[%u/%u] %c\n", i, j, cByte);
+    while (bNextPageByte(&strWalk)) {
+        const unsigned char cByte = cByteAt(pReply, strWalk.i);
+        const bool bPage = strWalk.uiLength != 0;
+        if (strWalk.bBegins)
+            vPrintPageTitle(strWalk.uiCode, strWalk.uiLength);
+        if (cByte != 0 && bPage && bTextPage(strWalk.uiCode))
+            printf("[%u/%u] %c\n", strWalk.i, strWalk.j, cByte);
         else if (cByte != 0)
-            printf("[%u/%u] %x\n", i, j, cByte);
-        if (iCode == 0x0F && iCodeLen != 0)
-            vPrintCompression(j, cByte);
-        if (iCodeFlag && ++j > iCodeLen + 1) {
-            iCodeFlag = false;
-            j = 0;
-        }
+            printf("[%u/%u] %x\n", strWalk.i, strWalk.j, cByte);
+        if (bPage && strWalk.uiCode == 0x0F)
+            vPrintCompression(strWalk.j, cByte);
     }
 }
 
@@ -189,7 +157,7 @@ static void vPrintPages(const PAGE_REPLY* pReply)
 static void vPrintText(const PAGE_REPLY* pReply)
 {
     printf("DATA BLOCK(S)\n");
-    for (unsigned int i = pReply->iPages + 2; i <= pReply->iLen; i++)
+    for (unsigned int i = pReply->strHeader.uiPages + 2; i <= pReply->strHeader.uiLength; i++)
         putchar(cByteAt(pReply, i));
     putchar('\n');
 }
@@ -216,9 +184,10 @@ int iScsiCmdModeSense(const char* cpMode, int iReport)
                                      pCommand->iBufSize, iReport);
     if (iStatus != 0)
         return iStatus;
-    vParseHeader(&strReply, pCommand->iCDBSize);
-    printf("DATA LEN=%u\nDESCRIPTOR(S)=%u\n", strReply.iLen, strReply.iCount);
-    if (strReply.iLen > iMaxBufSize) {
+    strReply.strHeader = strReadModeHeader(strReply.cBuf, pCommand->iCDBSize == 10);
+    printf("DATA LEN=%u\nDESCRIPTOR(S)=%u\n", strReply.strHeader.uiLength,
+           strReply.strHeader.uiDescriptors);
+    if (strReply.strHeader.uiLength > iMaxBufSize) {
         printf("BUFFER OVERFLOW MAX=%u\n", iMaxBufSize);
         return USAGE_ERROR;
     }
