@@ -157,30 +157,29 @@ static bool bShown(const RES_MODE* pMode, const ELEMENT_PAGE* pPage, int u, bool
     }
 }
 
-// Prints the line of element u; the kind takes ten columns, which stay empty for an unknown one.
-static void vPrintElement(const ELEMENT_PAGE* pPage, int u, const ELEMENT* pElement)
+// Prints the line of element u of a kind.
+static void vPrintElement(const char* szKind, int u, const ELEMENT* pElement)
 {
-    const char* cpName = cpElementName(pPage->iType);
-    printf("%-*s %3d(adr=%4d,src=%4d,tape=%x) %.*s\n", cpName[0] != '\0' ? 10 : 0, cpName, u,
-           pElement->iAddress, pElement->iSource, (unsigned int)pElement->bFull, iVOLUME_TAG_SIZE,
-           pElement->cpLabel != nullptr ? pElement->cpLabel : "");
+    const char* cpLabel = pElement->cpLabel != nullptr ? pElement->cpLabel : "";
+    printf("%s %3d(adr=%4d,src=%4d,tape=%x) %.*s\n", szKind, u, pElement->iAddress,
+           pElement->iSource, (unsigned int)pElement->bFull, iVOLUME_TAG_SIZE, cpLabel);
 }
 
 // Deals with element u of a page.
-static void vTakeElement(const RES_MODE* pMode, const ELEMENT_PAGE* pPage, int u,
-                         const ELEMENT* pElement)
+static void vTakeElement(const RES_MODE* pMode, const ELEMENT_PAGE* pPage, const char* szKind,
+                         int u, const ELEMENT* pElement)
 {
     TRACE_ABOVE(&strLog, 0, "iElemAdr(dec)=%d", pElement->iAddress);
     TRACE_ABOVE(&strLog, 0, "iAccessFlag(dec)=%d",
                 pPage->iType != ELEMENT_TRANSPORT && pElement->bAccess);
     TRACE_ABOVE(&strLog, 0, "iErrorFlag(dec)=%d", pElement->bException);
     vSetElementCount(pPage->iType, pPage->iElements);
-    if (u == 0 && pMode->eAction == RES_SHOW_PAGE && cpElementName(pPage->iType)[0] != '\0')
+    if (u == 0 && pMode->eAction == RES_SHOW_PAGE && szKind[0] != '\0')
         vPrintElementCount(pPage->iType, pPage->iElements, pElement->iAddress);
     if (pMode->eAction == RES_PAGE_CODE || pMode->eAction == RES_SHOW_PAGE)
         vSetElementAddress(pPage->iType, u, pElement->iAddress);
     if (bShown(pMode, pPage, u, pElement->bFull))
-        vPrintElement(pPage, u, pElement);
+        vPrintElement(szKind, u, pElement);
     if (pMode->eAction == RES_SHOW_SCSI && pPage->iType == ELEMENT_DRIVE)
         vPrintDriveID(u, pElement->uiTarget);
 }
@@ -194,11 +193,14 @@ static void vWalkReport(const RES_MODE* pMode, const unsigned char* cBuf, int iA
         TRACE_ABOVE(&strLog, 0, "iType(dec)=%d", strPage.iType);
         TRACE_ABOVE(&strLog, 0, "iElements(dec)=%d", strPage.iElements);
         TRACE_ABOVE(&strLog, 0, "iBarCodeFlag(dec)=%d", strPage.bVolumeTags);
+        char szKind[16] = ""; // ten columns, none for an unknown type
+        if (cpElementName(strPage.iType)[0] != '\0')
+            snprintf(szKind, sizeof(szKind), "%-10s", cpElementName(strPage.iType));
         for (int u = 0; u < strPage.iElements; u++) {
             ELEMENT strElement;
             if (!bReadElement(cBuf, iREPLY_SIZE, &strPage, u, &strElement))
                 return;
-            vTakeElement(pMode, &strPage, u, &strElement);
+            vTakeElement(pMode, &strPage, szKind, u, &strElement);
         }
         iPos = strPage.iNext;
     }
