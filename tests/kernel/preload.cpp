@@ -3,7 +3,7 @@
 //
 // linux.uml keeps the first 2696 bytes of a process's extended registers, but the kernel below
 // takes back the whole state only. Where the processor has more (tile registers) every restore
-// fails and the guest never starts: the missing tail is restored as zeros.
+// fails and the guest never starts: the missing tail is put back as it is.
 //
 // tgtd 1.0.85 adds up the page positions of a READ ELEMENT STATUS for all element types wrongly:
 // pages overlap, and the drives are written behind the end of its memory. Asked for one type at a
@@ -13,6 +13,8 @@
 #include <cstdint>
 #include <cstring>
 #include <dlfcn.h>
+#include <elf.h>
+#include <linux/ptrace.h>
 #include <sys/types.h>
 #include <sys/uio.h>
 
@@ -22,7 +24,7 @@ static int (*giOneType)(int, void**);
 // each), 11 the bytes left, 18 the CDB.
 static int iAllTypes(int iHost, void** vppCommand)
 {
-    static uint8_t cAll[32767];
+    static uint8_t cAll[5 * 65536];
     auto* const cpReply = static_cast<uint8_t*>(vppCommand[9]);
     auto* const cpCDB = static_cast<uint8_t*>(vppCommand[18]);
     auto* const uipSizes = reinterpret_cast<uint32_t*>(vppCommand + 10);
@@ -30,22 +32,20 @@ static int iAllTypes(int iHost, void** vppCommand)
     uint32_t uiEnd = 8;
     int iStatus = 0;
 
-    if ((cFlags & 15) != 0 || uipSizes[0] < sizeof cAll) {
+    if ((cFlags & 15) != 0)
         return giOneType(iHost, vppCommand);
-    }
-    for (cpCDB[1] |= 1; iStatus == 0 && (cpCDB[1] & 15) <= 4; cpCDB[1]++) {
+    for (int iType = 1; iType <= 4 && iStatus == 0; iType++) {
         memset(cpReply, 0, uipSizes[0]);
+        cpCDB[1] = cFlags | iType;
         iStatus = giOneType(iHost, vppCommand);
-        const uint32_t uiPage = 8U + cpReply[14] * 256U + cpReply[15];
-        if (uiEnd + uiPage <= sizeof cAll) {
-            memcpy(cAll + uiEnd, cpReply + 8, uiPage);
-            uiEnd += uiPage;
-        }
+        const uint32_t uiPage = 8 + cpReply[14] * 256 + cpReply[15];
+        memcpy(cAll + uiEnd, cpReply + 8, uiPage);
+        uiEnd += uiPage;
     }
     cpCDB[1] = cFlags;
     if (iStatus == 0) {
-        cAll[6] = uint8_t((uiEnd - 8) >> 8);
-        cAll[7] = uint8_t(uiEnd - 8);
+        cAll[6] = (uiEnd - 8) >> 8;
+        cAll[7] = uiEnd - 8;
         memcpy(cpReply, cAll, uiEnd);
         uipSizes[1] = uiEnd;
         uipSizes[2] = uipSizes[0] - uiEnd;
@@ -53,43 +53,25 @@ static int iAllTypes(int iHost, void** vppCommand)
     return iStatus;
 }
 
-// tgtd calls this first when all its device types are registered. A device type, in words: 0 type,
-// 7 + 3 x opcode its operations, 775 and 776 next and previous. One of our own leads to the
-// changer's.
-extern "C" int listen(int iSocket, int iBacklog)
+// tgtd's changer, in words of 8 bytes: 7 + 3 x opcode is what carries that command out.
+__attribute__((constructor)) static void vRepairChanger()
 {
-    static void* vpOwn[777] = {};
-    auto* const iRegister =
-        reinterpret_cast<int (*)(void**)>(dlsym(RTLD_DEFAULT, "device_type_register"));
-    void** vppType = vpOwn;
-
-    memset(vpOwn, 0xFF, 1);
-    if (giOneType == nullptr && iRegister != nullptr && iRegister(vpOwn) == 0) {
-        do {
-            vppType = static_cast<void**>(vppType[776]) - 775;
-        } while (*reinterpret_cast<uint8_t*>(vppType) != 8 && vppType != vpOwn);
-        giOneType = reinterpret_cast<int (*)(int, void**)>(vppType[7 + 3 * 0xB8]);
-        vppType[7 + 3 * 0xB8] = reinterpret_cast<void*>(iAllTypes);
+    auto* const vppChanger = static_cast<void**>(dlsym(RTLD_DEFAULT, "smc_template"));
+    if (vppChanger != nullptr) {
+        giOneType = reinterpret_cast<int (*)(int, void**)>(vppChanger[7 + 3 * 0xB8]);
+        vppChanger[7 + 3 * 0xB8] = reinterpret_cast<void*>(iAllTypes);
     }
-    return reinterpret_cast<int (*)(int, int)>(dlsym(RTLD_NEXT, "listen"))(iSocket, iBacklog);
 }
 
-extern "C" long ptrace(int iRequest, pid_t iPid, uint64_t uiAddress, iovec* pPart)
+extern "C" long ptrace(int iRequest, pid_t iPid, uintptr_t uiAddress, iovec* pPart)
 {
-    constexpr int iGetRegset = 0x4204, iSetRegset = 0x4205, iXstate = 0x202;
     static auto* const next = reinterpret_cast<long (*)(int, ...)>(dlsym(RTLD_NEXT, "ptrace"));
     static char szState[65536];
-    static size_t iWhole = 0;
     iovec whole = {szState, sizeof szState};
 
-    if (iRequest != iSetRegset || uiAddress != iXstate) {
+    if (iRequest != PTRACE_SETREGSET || uiAddress != NT_X86_XSTATE)
         return next(iRequest, iPid, uiAddress, pPart);
-    }
-    if (iWhole == 0 && next(iGetRegset, iPid, uiAddress, &whole) == 0) {
-        iWhole = whole.iov_len;
-        memset(szState, 0, sizeof szState);
-    }
-    memcpy(szState, pPart->iov_base, pPart->iov_len < iWhole ? pPart->iov_len : iWhole);
-    whole.iov_len = iWhole;
+    next(PTRACE_GETREGSET, iPid, uiAddress, &whole);
+    memcpy(szState, pPart->iov_base, pPart->iov_len);
     return next(iRequest, iPid, uiAddress, &whole);
 }
