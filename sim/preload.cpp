@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <stdarg.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -25,6 +26,27 @@ __attribute__((constructor)) static void vStart(void)
     giInside = 1;
     vScenarioRead();
     giInside = 0;
+}
+
+static const int iSTATUS_LEFT = 98; // a directive of a strict scenario had no turn
+
+// The end of a process, for a strict scenario. Its output goes out before the status changes.
+__attribute__((destructor)) static void vEnd(void)
+{
+    giInside = 1;
+    if (bScenarioLeft()) {
+        fflush(nullptr);
+        _exit(iSTATUS_LEFT);
+    }
+    giInside = 0;
+}
+
+// A shell ends this way. The simulator's own end, for a mistake, keeps its status.
+CAUGHT void _exit(int iStatus)
+{
+    const bool bLeft = !giInside && bScenarioLeft();
+    NEXT(_exit)(bLeft ? iSTATUS_LEFT : iStatus);
+    abort(); // never reached
 }
 
 bool bCatch(const char* cpPath, PLACE* pPlace)
@@ -130,7 +152,8 @@ CAUGHT ssize_t read(int iFd, void* vpBuf, size_t uiCount)
 
 CAUGHT ssize_t __read_chk(int iFd, void* vpBuf, size_t uiCount, size_t uiRoom)
 {
-    if (uiCount > uiRoom)
+    giInside = uiCount > uiRoom;
+    if (giInside)
         vFatal("read of %zu bytes into %zu", uiCount, uiRoom);
     return read(iFd, vpBuf, uiCount);
 }

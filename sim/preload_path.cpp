@@ -166,7 +166,8 @@ CAUGHT ssize_t readlinkat(int iFolder, const char* cpPath, char* cpBuf, size_t u
 // What the checking macros of the C library's headers call instead.
 CAUGHT ssize_t __readlink_chk(const char* cpPath, char* cpBuf, size_t uiSize, size_t uiRoom)
 {
-    if (uiSize > uiRoom)
+    giInside = uiSize > uiRoom;
+    if (giInside)
         vFatal("readlink of %zu bytes into %zu", uiSize, uiRoom);
     return readlink(cpPath, cpBuf, uiSize);
 }

@@ -3,8 +3,11 @@
 #include "sim.h"
 
 #include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 enum { RULE_MAX = 256, POOL_MAX = 1 << 20, SENSE_LENGTH = 18 };
 
@@ -38,6 +41,7 @@ static RULE gRules[RULE_MAX];
 static int giRules, giPool;
 static unsigned char gcPool[POOL_MAX]; // the data of all rules
 static const char* gcpScenario;
+static const char* gcpTurns; // where the lines that had their turn are noted, null nowhere
 
 static int iErrnoNamed(const char* cpWord)
 {
@@ -126,8 +130,9 @@ static int iTarget(RULE* pNew, int iByOpcode, const char** cpp)
     return pNew->szDevice[0] != 0 && strlen(cpDevice) < sizeof(pNew->szDevice);
 }
 
-static int iDirective(const char* cp)
+static int iDirective(const char* cp, int iLine)
 {
+    const char* cpText = cp;
     char szName[16], szCount[8];
     const char* cpCount = szCount;
     if (!iTakeWord(&cp, szName, sizeof(szName)) || giRules >= RULE_MAX)
@@ -137,6 +142,8 @@ static int iDirective(const char* cp)
             continue;
         RULE* pNew = &gRules[giRules++];
         pNew->iAction = directive.iAction;
+        pNew->iLine = iLine;
+        pNew->cpText = cpText;
         if (!iTarget(pNew, directive.iByOpcode, &cp) || !iTakeWord(&cp, szCount, sizeof(szCount)))
             return 0;
         if (strcmp(szCount, "*") != 0 &&
@@ -154,20 +161,58 @@ void vScenarioRead(void)
     static char cText[TEXT_MAX];
     char *cp = cText, *cpLine;
     gcpScenario = getenv("MVK_SIM_SCENARIO");
+    gcpTurns = getenv("MVK_SIM_STRICT");
     if (!gcpScenario || !*gcpScenario)
         return;
     if (iReadFile(gcpScenario, cText, TEXT_MAX) < 0)
         vFatal("cannot read %s: %s", gcpScenario, strerror(errno));
     for (int iLine = 1; (cpLine = cpTakeLine(&cp)); iLine++) {
-        if (*cpLine && *cpLine != '#' && !iDirective(cpLine))
+        if (*cpLine && *cpLine != '#' && !iDirective(cpLine, iLine))
             vFatal("%s:%d: not understood: %s", gcpScenario, iLine, cpLine);
     }
+}
+
+// Notes for all processes that a directive had its turn: its line goes to the file of turns.
+static void vTurn(RULE* p)
+{
+    if (!gcpTurns || p->bHadTurn)
+        return;
+    const int iFd = open(gcpTurns, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    if (iFd < 0 || dprintf(iFd, "%d\n", p->iLine) < 0)
+        vFatal("cannot write %s: %s", gcpTurns, strerror(errno));
+    close(iFd);
+    p->bHadTurn = true;
+}
+
+// The end of a process. In the one that mvk-sim became, whose number ends the name of the file of
+// turns: names the directives that had no turn in any process. Returns whether there are such.
+bool bScenarioLeft(void)
+{
+    static char cText[TEXT_MAX];
+    char* cp = cText;
+    bool bLeft = false;
+    const char* cpNumber = gcpTurns ? strrchr(gcpTurns, '.') : nullptr;
+    if (!cpNumber || atoi(cpNumber + 1) != getpid())
+        return false;
+    iReadFile(gcpTurns, cText, TEXT_MAX); // no file: no turns
+    while (const char* cpLine = cpTakeLine(&cp)) {
+        for (RULE* p = gRules; p < gRules + giRules; p++)
+            p->bHadTurn = p->bHadTurn || p->iLine == atoi(cpLine);
+    }
+    unlink(gcpTurns);
+    for (const RULE* p = gRules; p < gRules + giRules; p++) {
+        if (!p->bHadTurn)
+            dprintf(2, "mvk-sim: %s:%d: had no turn: %s\n", gcpScenario, p->iLine, p->cpText);
+        bLeft = bLeft || !p->bHadTurn;
+    }
+    gcpTurns = nullptr;
+    return bLeft;
 }
 
 // Counts an event with every directive that looks at it; returns the first one whose turn it is.
 static const RULE* pTurn(int iAction, int iOpcode, const char* cpPath, bool bByName)
 {
-    const RULE* pFound = nullptr;
+    RULE* pFound = nullptr;
     const char* cpName = strrchr(cpPath, '/') + 1;
     for (RULE* p = gRules; p < gRules + giRules; p++) {
         if (p->iAction != iAction || (p->iOpcode >= 0 && p->iOpcode != iOpcode) ||
@@ -177,6 +222,8 @@ static const RULE* pTurn(int iAction, int iOpcode, const char* cpPath, bool bByN
         if (!pFound && (p->iCount == 0 || p->iCount == p->iSeen))
             pFound = p;
     }
+    if (pFound)
+        vTurn(pFound);
     return pFound;
 }
 

@@ -170,8 +170,12 @@ struct RULE {
     int iErrno, iValue;
     const unsigned char* cpData; // reply data or sense data
     int iLen;
+    int iLine; // in the file, and the text of this line
+    const char* cpText;
+    bool bHadTurn;
 };
 void vScenarioRead(void);
+bool bScenarioLeft(void);
 const RULE* pRule(int iAction, int iOpcode, const char* cpPath);
 const RULE* pRuleByName(int iAction, const char* cpPath);
 
