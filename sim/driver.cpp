@@ -182,16 +182,16 @@ static ssize_t iCollect(OPEN_FILE* p, unsigned char* cpBuf, size_t uiCount)
     if (uiCount < guiHeader)
         return 0;
     vReplyHeader(p, cpBuf);
-    if (uiCount > (size_t)p->iReplyLen)
-        uiCount = (size_t)p->iReplyLen;
     if (pFail && uiCount > (size_t)pFail->iValue)
         uiCount = (size_t)pFail->iValue;
+    if (!pFail && uiCount > (size_t)p->iReplyLen)
+        uiCount = (size_t)p->iReplyLen;
     if (uiCount > guiHeader) {
         size_t uiData = uiCount - guiHeader, uiHave = (size_t)p->iInLen;
         memset(cpBuf + guiHeader, 0, uiData);
         memcpy(cpBuf + guiHeader, p->cIn, uiHave < uiData ? uiHave : uiData);
     }
-    return pFail ? pFail->iValue : (ssize_t)uiCount;
+    return (ssize_t)uiCount;
 }
 
 ssize_t iFileRead(int iFile, unsigned char* cpBuf, size_t uiCount)

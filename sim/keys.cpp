@@ -1,8 +1,11 @@
 // The keys of a description and how their values are read.
 #include "keys.h"
 
+#include <errno.h>
 #include <stdarg.h>
+#include <stdint.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #define IN_LIBRARY(f) offsetof(LIBRARY, f)
@@ -142,8 +145,10 @@ static int iAddElements(const char* cp, int iType)
         return iRefuse("more than %d elements", ELEMENT_MAX);
     if (iFirst > 65536 - iCount)
         return iRefuse("an element address is at most 65535");
-    for (int i = 0; i < iCount; i++)
-        gLib.element[gLib.iElements++] = {iFirst + i, iType, gLib.iDevices - 1, -1, -1, -1};
+    for (int i = 0; i < iCount; i++) {
+        if (!bAddElement(iFirst + i, iType))
+            return iRefuse("there is an element at %d already", iFirst + i);
+    }
     return 1;
 }
 
@@ -159,7 +164,7 @@ static int iAddException(const char* cp)
             iFound = 1;
         }
     }
-    return iFound;
+    return iFound ? 1 : iRefuse("no element at %d so far", iAt);
 }
 
 // "0x0400 ascii DATA", a value of up to VALUE_MAX bytes. Returns its length, -1 for a mistake.
@@ -197,17 +202,43 @@ static int iMediumNamed(const char* cp, int* ipKind)
     return 0;
 }
 
+static int iStoreNumber(const KEY* pKey, int* ip, const char* cp)
+{
+    if (!iTakeNumber(&cp, ip) || !iAtEnd(cp))
+        return 0;
+    if (*ip > pKey->iLimit)
+        return iRefuse("at most %d", pKey->iLimit);
+    if (*ip < (pKey->iDefault < 0 ? -1 : 0))
+        return iRefuse("a number is needed");
+    return 1;
+}
+
+// "0:0:4:0"
+static int iStoreAddress(int* ip, const char* cp)
+{
+    for (int i = 0; i < 4; i++) {
+        char* cpEnd;
+        errno = 0;
+        const long iNumber = strtol(cp, &cpEnd, 10);
+        if (cpEnd == cp || *cpEnd != (i < 3 ? ':' : '\0'))
+            return 0;
+        if (errno || iNumber < 0 || iNumber > INT32_MAX)
+            return iRefuse("the numbers of an address are from 0 to %d", INT32_MAX);
+        ip[i] = (int)iNumber;
+        cp = cpEnd + 1;
+    }
+    return 1;
+}
+
 // Stores one value; returns 0 when it is not of the key's kind.
 int iStore(const KEY* pKey, char* cpObject, const char* cp)
 {
     static unsigned char cScratch[BLOCK_MAX + 1];
     int iFirst, iSecond, *ip = (int*)(cpObject + pKey->uiOffset);
     BYTES* pBytes = (BYTES*)ip;
-    char cRest;
     switch (pKey->iKind) {
     case K_NUMBER:
-        return iTakeNumber(&cp, ip) && iAtEnd(cp) && *ip <= pKey->iLimit &&
-               *ip >= (pKey->iDefault < 0 ? -1 : 0);
+        return iStoreNumber(pKey, ip, cp);
     case K_TEXT:
         *(const char**)ip = cp;
         return 1;
@@ -216,7 +247,7 @@ int iStore(const KEY* pKey, char* cpObject, const char* cp)
     case K_MEDIUM:
         return iMediumNamed(cp, ip);
     case K_ADDRESS:
-        return sscanf(cp, "%d:%d:%d:%d%c", ip, ip + 1, ip + 2, ip + 3, &cRest) == 4 && *ip >= 0;
+        return iStoreAddress(ip, cp);
     case K_BYTES:
         pBytes->iLen = iData(cp, gcpLibrary, pBytes->c, pKey->iLimit);
         return pBytes->iLen >= 0;

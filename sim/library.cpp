@@ -16,15 +16,29 @@ const char* gcpLibrary;
 
 static char gcText[TEXT_MAX];        // what gLib was read from
 static struct stat gRead;            // the file it was read from, as it was then
+static const char* gcpParsed;        // and its path
 static uint16_t guiElementAt[65536]; // index + 1 into gLib.element by address
 static uint16_t guiDeviceAt[SG_MAX]; // index + 1 into gLib.device by generic number
 static const char* gcpState;         // path of the state file, null: nothing is kept
 static int giLock = -1;
 static const char gszHeader[] = "# mvk-sim: state of ";
+static const char gszEnd[] = "\n# mvk-sim: end of the state\n"; // a state without it was cut
 
 int iElementAt(unsigned uiAddress)
 {
     return guiElementAt[uiAddress & 0xFFFF] - 1;
+}
+
+// Adds an element to the changer that is being described. Returns false when its address is taken.
+bool bAddElement(int iAddress, int iType)
+{
+    if (gLib.iElements == 0)
+        memset(guiElementAt, 0, sizeof(guiElementAt));
+    if (guiElementAt[iAddress] != 0)
+        return false;
+    gLib.element[gLib.iElements++] = {iAddress, iType, gLib.iDevices - 1, -1, -1, -1};
+    guiElementAt[iAddress] = (uint16_t)gLib.iElements;
+    return true;
 }
 
 // Gives a tape drive its node and its element.
@@ -41,7 +55,8 @@ static void vResolveDrive(int iDevice, int iTape)
         return;
     int iAt = iElementAt((unsigned)pDev->iElement);
     if (iAt < 0 || gLib.element[iAt].iType != ELEMENT_DRIVE || gLib.element[iAt].iDrive >= 0)
-        vFatal("%s: no free drive element at %d", gcpLibrary, pDev->iElement);
+        vFatal("%s:%d: no free drive element at %d for this device", gcpParsed, pDev->iLine,
+               pDev->iElement);
     gLib.element[iAt].iDrive = iDevice;
     pDev->iLoaded &= gLib.element[iAt].iCartridge >= 0;
 }
@@ -56,9 +71,9 @@ static void vResolveDevices(void)
         if (pDev->iSg < 0)
             pDev->iSg = iNext;
         if (pDev->iSg >= SG_MAX)
-            vFatal("%s: no device beyond /dev/sg%d", gcpLibrary, SG_MAX - 1);
+            vFatal("%s:%d: no device beyond /dev/sg%d", gcpParsed, pDev->iLine, SG_MAX - 1);
         if (guiDeviceAt[pDev->iSg] != 0)
-            vFatal("%s: two devices are /dev/sg%d", gcpLibrary, pDev->iSg);
+            vFatal("%s:%d: there is a /dev/sg%d already", gcpParsed, pDev->iLine, pDev->iSg);
         guiDeviceAt[pDev->iSg] = (uint16_t)(i + 1);
         iNext = pDev->iSg + 1;
         if (pDev->iLevel < 0)
@@ -71,17 +86,13 @@ static void vResolve(void)
 {
     int iTape = 0;
     vResolveDevices();
-    memset(guiElementAt, 0, sizeof(guiElementAt));
-    for (int i = 0; i < gLib.iElements; i++) {
-        uint16_t* uipAt = &guiElementAt[gLib.element[i].iAddress];
-        if (*uipAt)
-            vFatal("%s: two elements at %d", gcpLibrary, gLib.element[i].iAddress);
-        *uipAt = (uint16_t)(i + 1);
-    }
+    if (gLib.iElements == 0)
+        memset(guiElementAt, 0, sizeof(guiElementAt));
     for (int i = 0; i < gLib.iCartridges; i++) {
         int iPlace = gLib.cartridge[i].iPlace, iAt = iPlace < 0 ? 0 : iElementAt((unsigned)iPlace);
         if (iPlace >= 0 && (iAt < 0 || gLib.element[iAt].iCartridge >= 0))
-            vFatal("%s: no room for a cartridge at %d", gcpLibrary, iPlace);
+            vFatal("%s:%d: no room for this cartridge at %d", gcpParsed, gLib.cartridge[i].iLine,
+                   iPlace);
         if (iPlace >= 0)
             gLib.element[iAt].iCartridge = i;
     }
@@ -101,20 +112,28 @@ static void vSave(void)
     if (strncmp(gcText, gszHeader, sizeof(gszHeader) - 1) != 0)
         vAdd(&out, "%s%s\n", gszHeader, gcpLibrary);
     vWriteState(&out);
+    vAdd(&out, "%s", gszEnd + 1);
     snprintf(szNew, sizeof(szNew), "%s.new", gcpState);
-    int iFd = open(szNew, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    unlink(szNew); // left by a process that was killed, or a link to somewhere
+    int iFd = open(szNew, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (iFd < 0 || out.iFull || write(iFd, out.cp, (size_t)out.iLen) != out.iLen ||
         fstat(iFd, &gRead) != 0 || close(iFd) != 0 || rename(szNew, gcpState) != 0)
         vFatal("cannot write the state %s: %s", gcpState, strerror(errno));
 }
 
-static void vCheckHeader(void)
+// A state is of this library, and whole; its end is taken off.
+static void vCheckState(void)
 {
     size_t uiLen = sizeof(gszHeader) - 1, uiPath = strlen(gcpLibrary);
     if (strncmp(gcText, gszHeader, uiLen) != 0 ||
         strncmp(gcText + uiLen, gcpLibrary, uiPath) != 0 || gcText[uiLen + uiPath] != '\n')
         vFatal("%s is not a state of the library %s (mvk-sim --reset forgets it)", gcpState,
                gcpLibrary);
+    char* cpEnd = gcText + strlen(gcText) - (sizeof(gszEnd) - 1);
+    if (cpEnd < gcText || strcmp(cpEnd, gszEnd) != 0)
+        vFatal("the state %s is not whole, its end is missing (mvk-sim --reset forgets it)",
+               gcpState);
+    cpEnd[1] = '\0';
 }
 
 // Reads the file unless it is the one that was read last. Returns 0 when there is none.
@@ -126,10 +145,10 @@ static int iRead(const char* cpPath)
     if (gRead.st_ino == now.st_ino && gRead.st_size == now.st_size &&
         gRead.st_mtim.tv_sec == now.st_mtim.tv_sec && gRead.st_mtim.tv_nsec == now.st_mtim.tv_nsec)
         return 1;
-    if (iReadFile(cpPath, gcText, TEXT_MAX) < 0)
-        vFatal("cannot read %s: %s", cpPath, strerror(errno));
+    vReadText(cpPath, gcText, TEXT_MAX);
     if (cpPath == gcpState)
-        vCheckHeader();
+        vCheckState();
+    gcpParsed = cpPath;
     vParse(gcText, cpPath);
     vResolve();
     gRead = now;
@@ -146,7 +165,7 @@ void vLibraryEnter(void)
     if (gcpState && *gcpState) {
         char szLock[1100];
         snprintf(szLock, sizeof(szLock), "%s.lock", gcpState);
-        giLock = open(szLock, O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+        giLock = open(szLock, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
         if (giLock < 0)
             vFatal("cannot open %s: %s", szLock, strerror(errno));
         while (flock(giLock, LOCK_EX) != 0 && errno == EINTR) {

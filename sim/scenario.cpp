@@ -102,7 +102,8 @@ static int iArguments(RULE* pNew, int iArgument, const char* cp)
     if (iArgument != ARG_NUMBER)
         pNew->iErrno = iErrnoNamed(szWord);
     return iAtEnd(cp) &&
-           (pNew->iErrno || (iArgument != ARG_ERROR && iTakeNumber(&cpNumber, &pNew->iValue)));
+           (pNew->iErrno ||
+            (iArgument != ARG_ERROR && iTakeNumber(&cpNumber, &pNew->iValue) && pNew->iValue >= 0));
 }
 
 // "OPCODE", "OPCODE@DEVICE", "*" or "*@DEVICE"; for a directive on devices "DEVICE" or "*".
@@ -164,8 +165,7 @@ void vScenarioRead(void)
     gcpTurns = getenv("MVK_SIM_STRICT");
     if (!gcpScenario || !*gcpScenario)
         return;
-    if (iReadFile(gcpScenario, cText, TEXT_MAX) < 0)
-        vFatal("cannot read %s: %s", gcpScenario, strerror(errno));
+    vReadText(gcpScenario, cText, TEXT_MAX);
     for (int iLine = 1; (cpLine = cpTakeLine(&cp)); iLine++) {
         if (*cpLine && *cpLine != '#' && !iDirective(cpLine, iLine))
             vFatal("%s:%d: not understood: %s", gcpScenario, iLine, cpLine);

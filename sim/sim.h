@@ -110,6 +110,7 @@ int iTakeNumber(const char** cpp, int* ipValue);
 int iAtEnd(const char* cp);
 int iData(const char* cp, const char* cpNamedIn, unsigned char* cpOut, int iMax);
 int iReadFile(const char* cpPath, char* cpOut, int iMax);
+void vReadText(const char* cpPath, char* cpOut, int iMax);
 void vInPlaceOf(const char* cpNamedIn, const char* cpName, char* szOut, size_t uiMax);
 int64_t i64Now(void);
 
@@ -124,6 +125,7 @@ const char* cpTypeName(int iType);
 void vLibraryEnter(void);
 void vLibraryLeave(int iChanged);
 int iElementAt(unsigned uiAddress);
+bool bAddElement(int iAddress, int iType);
 int iNodeDevice(int iNode);
 int iSgDevice(int iNumber);
 const int* ipNodeAddress(const DEVICE* pDev, bool bTape);

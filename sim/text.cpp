@@ -7,6 +7,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -120,13 +121,19 @@ void vInPlaceOf(const char* cpNamedIn, const char* cpName, char* szOut, size_t u
 }
 
 // Reads a file of less than iMax bytes and puts a zero byte behind it. Returns its length, -1 with
-// errno when it cannot be read or is too long.
+// errno when it cannot be read, is too long, or is not a regular file, which might never end.
 int iReadFile(const char* cpPath, char* cpOut, int iMax)
 {
-    int iFd = open(cpPath, O_RDONLY | O_CLOEXEC), iLen = 0;
+    struct stat file;
+    int iFd = open(cpPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK), iLen = 0;
     if (iFd < 0)
         return -1;
     ssize_t iGot = 1;
+    if (fstat(iFd, &file) != 0 || !S_ISREG(file.st_mode)) {
+        close(iFd);
+        errno = ENOTSUP;
+        return -1;
+    }
     while (iGot > 0 && iLen < iMax) {
         iGot = read(iFd, cpOut + iLen, (size_t)(iMax - iLen));
         iLen += iGot > 0 ? (int)iGot : 0;
@@ -138,6 +145,17 @@ int iReadFile(const char* cpPath, char* cpOut, int iMax)
         return -1;
     cpOut[iLen] = 0;
     return iLen;
+}
+
+// Reads a text; one that cannot be read whole ends the process.
+void vReadText(const char* cpPath, char* cpOut, int iMax)
+{
+    const int iLen = iReadFile(cpPath, cpOut, iMax);
+    if (iLen < 0)
+        vFatal("cannot read %s: %s", cpPath,
+               errno == ENOTSUP ? "it is not a regular file" : strerror(errno));
+    if (strlen(cpOut) != (size_t)iLen)
+        vFatal("cannot read %s: it is not a text, byte %zu is zero", cpPath, strlen(cpOut));
 }
 
 // Takes hexadecimal pairs up to a blank or an asterisk; returns their count, -1 for anything else.
