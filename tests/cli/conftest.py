@@ -1,193 +1,215 @@
 # The ground of the scenario tests: every test gets a lab, a folder of its own with the product's
 # configuration and a simulated tape library, and runs the real executable there.
 #
-# MVK_BUILD names the build folder (absolute, or relative to the root of the project; default build).
-import collections
+# MVK_BUILD names the build folder (absolute, or relative to the project's root; default build).
 import os
 import pathlib
 import re
 import struct
 import subprocess
+from collections import namedtuple
 
 import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = ROOT / os.environ.get("MVK_BUILD", "build")
-STATES = """MVK_SUCCESS USAGE_ERROR DEVICE_OPEN_ERROR IOCTL_ERROR SCSI_BUS_ERROR MODESENSE_ERROR NOTAPE_ERROR
-    NOLOADER_ERROR BUFFER_ERROR MVK_OCCUPIED DEVICE_NOT_EXIST DEVICE_BUSY""".split()
+STATES = """
+    MVK_SUCCESS USAGE_ERROR DEVICE_OPEN_ERROR IOCTL_ERROR SCSI_BUS_ERROR MODESENSE_ERROR
+    NOTAPE_ERROR NOLOADER_ERROR BUFFER_ERROR MVK_OCCUPIED DEVICE_NOT_EXIST DEVICE_BUSY
+""".split()
+OK = 'STATUS=SUCCESS MSG="OK"\n'
+
+HEADER_SIZE = 36
 CDB_SIZES = [6, 10, 10, 12, 16, 12, 10, 10]  # by the group of the opcode
 TIMEOUTS = {0x12: 2000, 0xA5: 120000, 0x1B: 120000}  # ms; 10000 for all others
-# The classifying INQUIRY that precedes every operation, as `sent` shows it behind the device.
+
+# The classifying INQUIRY that precedes every operation, as Run.sent shows it behind the device.
 INQUIRY = "12 00 00 00 ff 00 [291]"
 
+# Lines of the trace that do not belong to an operation.
+EVERY_TRACE = "Logging|WARNING|SUCCESS|SEMA|mvk|set l|device|gszID|iLinux|exit"
+
 # One line of the simulator's log: time in ns, process, event, device, and the event's own words.
-Event = collections.namedtuple("Event", "time pid name path words")
-# One request: the device, what was written, the reply length asked, the timeout in force (ms), and
-# what the driver said to the write: a length or the name of an error.
-Request = collections.namedtuple("Request", "path written reply_length timeout took")
+Event = namedtuple("Event", "time pid name path words")
+# One request: the device, what was written, the reply length asked, the timeout in force (ms).
+Request = namedtuple("Request", "path written reply_length timeout")
 
 
-def like(pattern, text):
-    # Whether the text is the pattern, in which "…" stands for anything.
-    return re.fullmatch(".*".join(map(re.escape, pattern.split("…"))), text, re.DOTALL)
+# A row of @pytest.mark.parametrize("row", [...]) with its name: fields for Lab.expect(**row).
+def case(name, **fields):
+    return pytest.param(fields, id=name)
 
 
+# The text of a triple-quoted block, which begins behind the line of the opening quotes. The
+# indentation of the last line is left out everywhere; any other text stays as it is.
+def unindent(text):
+    first, *lines = text.split("\n")
+    if first or not lines:
+        return text
+    margin = len(lines[-1]) - len(lines[-1].lstrip())
+    return "\n".join(line[margin:] for line in lines)
+
+
+# Compares texts; "..." in the expected one stands for anything.
+def assert_text(text, expected):
+    expected = unindent(expected)
+    pattern = ".*".join(map(re.escape, expected.split("...")))
+    if "..." not in expected or not re.fullmatch(pattern, text, re.DOTALL):
+        assert text == expected
+
+
+# The events of a log of the simulator, in order.
 def read_log(path):
     lines = path.read_text().split("\n")[:-1] if path.exists() else []
     return [Event(int(w[0]), int(w[1]), w[2], w[3], w[4:]) for w in map(str.split, lines)]
 
 
+# The scenario that gives these replies to the commands behind the classifying INQUIRY, in order:
+# for each the data (bytes), a word of a scenario and its arguments ("check 05 24 00", "read EIO",
+# "write 10"), a tuple of them, or None (the library itself answers). A command whose write fails
+# is not carried out, so that only later ones count for the other words.
+def script(replies):
+    lines, lost = [], 0
+    for number, reply in enumerate(replies, 2):
+        for part in reply if isinstance(reply, tuple) else (reply,):
+            if isinstance(part, bytes):
+                part = f"reply {part.hex() or '00*0'}"
+            if part:
+                word, _, arguments = part.partition(" ")
+                lines.append(f"{word} * {number - lost * (word != 'write')} {arguments}")
+                lost += word == "write"
+    return "\n".join(lines)
+
+
+# What one run did. stdout, stderr: read as latin-1; status: exit status; events, requests: from the
+# simulator's log, in order.
 class Run:
-    # What one run did. stdout, stderr: bytes read as latin-1; status: exit status; requests,
-    # events: from the simulator's log, in order; sent: one text for each request, such as
-    # "sg1 12 00 00 00 ff 00 [291]" (device, CDB, reply length).
-
-    def __init__(self, stdout, stderr, status, events):
-        self.stdout, self.stderr, self.status = stdout, stderr, status
-        self.events, self.requests = events, []
-        for event in events:
+    def __init__(self, process, timeout=20):
+        out, err = process.communicate(timeout=timeout)
+        self.stdout, self.stderr = out.decode("latin-1"), err.decode("latin-1")
+        self.pid, self.status = process.pid, process.returncode
+        self.events, self.requests = read_log(process.log), []
+        for event in self.events:
             if event.name == "write":
-                timeout, reply, took = event.words[:3]
-                data = bytes.fromhex("".join(event.words[3:]).replace("-", ""))
-                self.requests.append(Request(event.path, data, int(reply), int(timeout), took))
-            assert event.name != "read" or event.words[0] == str(self.requests[-1].reply_length), event
-        self.sent = [f"{r.path[5:]} {r.written[36:].hex(' ')} [{r.reply_length}]" for r in self.requests]
+                timeout, reply_length, _, header, cdb = event.words
+                written = bytes.fromhex(header + cdb)
+                self.requests.append(Request(event.path, written, int(reply_length), int(timeout)))
 
+    # One text for each request: "sg1 12 00 00 00 ff 00 [291]" (device, CDB, reply length).
+    @property
+    def sent(self):
+        return [
+            f"{r.path[5:]} {r.written[HEADER_SIZE:].hex(' ')} [{r.reply_length}]"
+            for r in self.requests
+        ]
+
+    # What was sent behind the classifying INQUIRY, which must have been there.
     @property
     def commands(self):
-        # What was sent behind the classifying INQUIRY, which must have been there.
-        assert self.sent and re.fullmatch(r"\w+ 12 .0 00 00 ff 00 \[291\]", self.sent[0]), self.sent
-        return self.sent[1:]
+        first, *others = self.sent
+        assert re.fullmatch(r"\w+ 12 .0 00 00 ff 00 \[291\]", first)
+        return others
 
-    def check(self, scripted_timeouts=False):
-        # What holds for every run that came to its end.
+    # What holds for every run that came to its end.
+    def assert_sound(self, scripted_timeouts=False):
         assert not re.search("Sanitizer|runtime error:", self.stderr), self.stderr
         opened = [e.path for e in self.events if e.name == "open" and e.words[0].isdigit()]
         assert opened == [e.path for e in self.events if e.name == "close"], "left open"
-        fatal = re.search("^STATUS=FATAL MSG=.*\n\\Z", self.stdout, re.MULTILINE)
-        assert 0 <= self.status < 12, (self.status, self.stdout, self.stderr)
-        line = f'STATUS=ERROR MSG="{STATES[self.status]}"\n' if self.status else 'STATUS=SUCCESS MSG="OK"\n'
-        assert self.status == 3 if fatal else self.stderr.endswith(line), self.stderr
-        assert self.stderr.count("STATUS=") == (0 if fatal else 1), self.stderr
+        line = f'STATUS=ERROR MSG="{STATES[self.status]}"\n' if self.status else OK
+        assert self.stderr.endswith(line) and self.stderr.count("STATUS=") == 1, self.stderr
         for request in self.requests:
-            pack, reply = struct.unpack_from("<ii", request.written)
-            opcode = request.written[36]
-            size = CDB_SIZES[opcode >> 5]
-            # The header and the CDB alone are written, whatever length the header tells.
-            assert len(request.written) == 36 + size and not any(request.written[8:36]), request
-            assert reply == request.reply_length and pack == reply + size, request
-            assert scripted_timeouts or request.timeout == TIMEOUTS.get(opcode, 10000), request
-
-    def used(self, name, target, count):
-        # Whether a line of a scenario had its turn. The log does not tell of the listing and of
-        # address requests: a test must see those in the output.
-        opcode, _, device = target.partition("@")
-        if name in ("open", "timeout"):
-            opcode, device = "*", target
-            turns = [("*", event.path) for event in self.events if event.name == name]
-        else:
-            turns = [(str(r.written[36]), r.path) for r in self.requests
-                     if name == "write" or r.took == str(len(r.written))]
-        turns = [path for number, path in turns if opcode == "*" or int(opcode, 0) == int(number)]
-        turns = [path for path in turns if device.rpartition("/")[2] in ("", "*", path[5:])]
-        return name == "idlun" or target == "scsi" or len(turns) >= int(count.replace("*", "1"))
+            # Header and CDB alone are written; the lengths in the header count the data too.
+            pack_length, reply_length = struct.unpack_from("<ii", request.written)
+            opcode = request.written[HEADER_SIZE]
+            cdb_size = CDB_SIZES[opcode >> 5]
+            assert len(request.written) == HEADER_SIZE + cdb_size
+            assert not any(request.written[8:HEADER_SIZE])
+            assert reply_length == request.reply_length
+            assert pack_length == reply_length + cdb_size
+            assert scripted_timeouts or request.timeout == TIMEOUTS.get(opcode, 10000)
 
 
+# A folder with a configuration (tarvo.ini, kq.ini, ini/ lgc/ work/ glbv/), a simulated library
+# whose state lasts from run to run, and the means to run mvk on them.
 class Lab:
-    # A folder with a configuration (tarvo.ini, kq.ini, ini/ lgc/ work/ glbv/), a simulated
-    # library whose state lasts from run to run, and the means to run mvk on them.
-
     def __init__(self, home):
         self.home, self.processes = home, []
-        self.description, self.state = BUILD / "default.ini", home / "library.state"
+        self.description = BUILD / "default.ini"
         for folder in ("ini", "lgc", "work", "glbv"):
             (home / folder).mkdir()
         self.write("tarvo.ini", f"[TARVO]\nKQ_INI={home}/kq.ini\n")
-        self.write("kq.ini", f"[Pathes]\nbase={home}\ngv_rw_ini=%(base)/ini/\ngv_rw_lgc=%(base)/lgc/\n"
-                   "gv_rw_work=%(base)/work/\ngv_rw_glbv=%(base)/glbv/\n[SETUP]\nlang=en\n")
+        paths = "".join(f"gv_rw_{name}={home}/{name}/\n" for name in ("ini", "lgc", "work", "glbv"))
+        self.write("kq.ini", f"[Pathes]\n{paths}[SETUP]\nlang=en\n")
         self.write("glbv/gv_prot.sgv", f"{home}/protocol")
-        self.env = {"PATH": f"{BUILD}:/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL": "C",
-                    "TARVO_INI": f"{home}/tarvo.ini", "ASAN_OPTIONS": "exitcode=99"}
+        self.env = {
+            "PATH": f"{BUILD}:/usr/sbin:/usr/bin:/sbin:/bin",
+            "LC_ALL": "C",
+            "TARVO_INI": f"{home}/tarvo.ini",
+            "ASAN_OPTIONS": "exitcode=99",
+        }
 
+    # Writes a file of the lab.
     def write(self, name, text):
-        # Writes a file of the lab; the text is latin-1.
-        (self.home / name).write_bytes(text.encode("latin-1"))
+        (self.home / name).write_text(text, "latin-1")
 
+    # The text of a file of the lab, empty when there is none.
     def read(self, name):
-        # The text of a file of the lab, empty when there is none.
         path = self.home / name
-        return path.read_bytes().decode("latin-1") if path.exists() else ""
+        return path.read_text("latin-1") if path.exists() else ""
 
-    def debug(self, text):
-        # Sets the trace levels, such as "KQ_MVK=2\n".
-        self.write("ini/debug.ini", text)
+    # Sets the trace level.
+    def trace_at(self, level):
+        self.write("ini/debug.ini", f"KQ_MVK={level}\n")
 
-    def set_library(self, text):
-        # Takes another description, in its first state.
-        self.description = self.home / "library.ini"
-        self.write("library.ini", text)
-        self.state.unlink(missing_ok=True)
+    # What the operations wrote into the trace: without the lines that every run has, and the time.
+    def trace(self):
+        lines = re.findall(r"(?m)^[ \d]\d:[0-5]\d:[0-5]\d# (.*\n)", self.read("lgc/kq_mvk.lgc"))
+        return "".join(line for line in lines if not re.match(EVERY_TRACE, line))
 
-    def _sim(self):
-        return [BUILD / "mvk-sim", "--library", self.description, "--state", self.state]
-
-    def start(self, *args, scenario="", env=None, cwd=None, via=("mvk",), log=None, merge=False):
-        # Begins a run and returns the process. via: what is run instead of mvk, with the
-        # arguments behind it; env: changes to the environment, None takes a variable away; log: a
-        # file of the lab; merge: standard error goes to standard output.
-        number = len(self.processes) + 1
-        self.log = self.home / (log or f"log{number}")
-        options = ["--log", self.log]
+    # Begins a run on the lab's library, or on one whose description is given, and returns its
+    # process. args: a list, or a text to be divided at blanks; env: changes to the environment,
+    # None takes a variable away; via: what runs instead of mvk, with the arguments behind it.
+    def start(self, args, scenario="", library=None, env=(), cwd=None, via=("mvk",)):
+        number = len(self.processes)
+        if library is not None:
+            self.description = self.home / f"library{number}.ini"
+            self.write(self.description.name, library)
+        state = self.home / f"{self.description.stem}.state"
+        log = self.home / f"log{number}"
+        options = ["--library", self.description, "--state", state, "--log", log]
         if scenario:
-            self.write(f"scenario{number}", scenario)
+            self.write(f"scenario{number}", scenario + "\n")
             options += ["--scenario", self.home / f"scenario{number}"]
-        process = subprocess.Popen(
-            [*self._sim(), *options, *via, *(a.encode("latin-1") for a in args)], cwd=cwd or self.home,
-            env={k: v for k, v in {**self.env, **(env or {})}.items() if v is not None},
-            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-            stderr=subprocess.STDOUT if merge else subprocess.PIPE)
+        args = args.split() if isinstance(args, str) else args
+        environment = {k: v for k, v in {**self.env, **dict(env)}.items() if v is not None}
+        process = subprocess.Popen(  # pylint: disable=consider-using-with
+            [BUILD / "mvk-sim", *options, *via, *(arg.encode("latin-1") for arg in args)],
+            cwd=cwd or self.home,
+            env=environment,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+        )
+        process.log = log
         self.processes.append(process)
-        self.pid = process.pid
         return process
 
-    def run(self, *args, replies=(), scenario="", library=None, check=True, **how):
-        # One run to its end, checked as far as every run can be. replies: one for each command in
-        # order: bytes (the data), a text of a scenario's word and its arguments ("check 05 24 00",
-        # "read EIO", "write 10"; several divided by "; "), or None (the library itself answers);
-        # one that is not used fails the test, as does an unused line of the scenario. library: the
-        # text of a description; how: see start.
-        if library is not None:
-            self.set_library(library)
-        scenario = "\n".join([scenario] + script(replies)) + "\n"
-        process = self.start(*args, scenario=scenario.strip("\n"), **how)
-        out, err = process.communicate(timeout=20)
-        run = Run(out.decode("latin-1"), (err or b"").decode("latin-1"), process.returncode, read_log(self.log))
-        if check and not how.get("merge"):
-            run.check("timeout" in scenario)
-        for line in filter(None, scenario.splitlines()):
-            assert run.used(*line.split()[:3]), f"not used: {line}\nsent: {run.sent}"
+    # One run to its end. replies: see script; scenario: further lines; sound: whether it must come
+    # to its end as every run does; the rest: see start.
+    def run(self, args, replies=(), scenario="", sound=True, **how):
+        lines = f"{scenario}\n{script(replies)}".strip()
+        run = Run(self.start(args, lines, **how))
+        if sound:
+            run.assert_sound("timeout" in scenario)
         return run
 
-    def check(self, args, commands, stdout, status=0, **how):
-        # A row of a table: what is sent behind the classifying INQUIRY, printed ("…" stands for
-        # anything) and returned.
-        run = self.run(*args, **how)
-        assert (run.commands, run.status) == (commands, status)
-        assert like(stdout, run.stdout), f"expected:\n{stdout}\nprinted:\n{run.stdout}"
+    # One run, and what is sent behind the classifying INQUIRY, printed and returned.
+    def expect(self, args, sent=(), stdout="", status=0, **how):
+        run = self.run(args, **how)
+        assert run.commands == list(sent)
+        assert_text(run.stdout, stdout)
+        assert run.status == status
         return run
-
-
-def script(replies):
-    # The scenario that gives these replies in order. A command whose write fails is not carried
-    # out, so that only later ones count for the other words.
-    lines, done = [], 0
-    for written, reply in enumerate(replies, 1):
-        words = f"reply {reply.hex() or '00*0'}" if isinstance(reply, bytes) else reply or ""
-        done += not words.startswith("write ")
-        for word, _, rest in (w.partition(" ") for w in words.split("; ") if w):
-            lines.append(f"{word} * {written if word == 'write' else done} {rest}")
-    assert not replies or replies[-1] is not None, "a last reply of None orders nothing"
-    return lines
 
 
 @pytest.fixture

@@ -1,127 +1,158 @@
-# Media changers: listings, element addresses, moves and the control commands.
+# Media changers: listings, element addresses, moves.
 import pytest
+from conftest import assert_text
+from scsi_replies import address_page, be, element, page, report
 
-from conftest import like
-from scsi_replies import address_page, be, element, page, report, short, table
+RES = "sg1 b8 00 00 00 ff ff 00 10 ff ff 00 00 [32803]"
+LAST_RES = RES.replace("10 ff ff", "00 7f ff")  # the third try asks what a transfer can hold
+ADDRESS_PAGE = "sg1 1a 00 1d 00 30 00 [136]"
+READ_ERROR = "iLinuxScsiCmd() Error read from /dev/sg1\n"
 
-TRY = "sg1 b8 00 00 00 ff ff 00 10 ff ff 00 00 [32803]"
-TRIES = [TRY, TRY, TRY.replace("10 ff ff", "00 7f ff")]  # the last asks what a transfer can hold
-LUN_1 = "[device]\n[device]\naddress = 0:0:3:1\ntype = changer\nslots = 2 from 7\n"
-ERROR = "iLinuxScsiCmd() Error read from /dev/sg1\n"
-TAG = b"ABC123" + b" " * 30
-
-
-def line(kind, u, address, full=0, source=0, tag=b""):
-    return (f"{kind:10} {u:3}(adr={address:4},src={source:4},tape={full}) " f"{tag.decode('latin-1')}\n")
-
-
-def warning(status=0, retry=None):
-    # The lines of a try that failed, of one that filled no buffer, or of one that did both.
-    text = f"warning RES iStatus(dec)={status} CTRL Byte=(dec)0\n" if status else ""
-    return text + ("" if retry is None else "warning buffer not filled. RES iStatus(dec)="
-                   f"{status} CTRL Byte=(dec)0 retry={retry}\n")
-
-
-def firsts(*fields):
-    # The lines with the count and the first address of each type.
-    return "".join(f"{fields[2 * i]:3} x {name} First={fields[2 * i + 1]}\n"
-                   for i, name in enumerate(["Transport", "Slot", "Port", "Drive"]))
-
-
-NOTHING = "".join(warning(0, i) for i in range(3))  # a changer that never answers
-MIXED = report(  # gaps between the slots, no port
-    page(1, element(1, 0)),
+# A library with gaps between the slots, without a port; the last slot reports an exception.
+MIXED = report(
+    page(1, element(1, flags=0)),
     page(2, element(4096, 9), element(4100, 8, 4100), element(4101, 13, 16)),
-    page(4, element(256, 1, 4100, target=4), element(258, target=26)))
-LINES = {"t": line("Transport", 0, 1), "a": line("Slot", 0, 4096, 1),
-         "b": line("Slot", 1, 4100, 0, 4100), "c": line("Slot", 2, 4101, 1, 16),
-         "x": line("Drive", 0, 256, 1, 4100), "y": line("Drive", 1, 258)}
+    page(4, element(256, 1, 4100, target=4), element(258, target=26)),
+)
+ARM = "Transport    0(adr=   1,src=   0,tape=0) \n"
+SLOT_0 = "Slot         0(adr=4096,src=   0,tape=1) \n"
+SLOT_1 = "Slot         1(adr=4100,src=4100,tape=0) \n"
+SLOT_2 = "Slot         2(adr=4101,src=  16,tape=1) \n"
+DRIVE_0 = "Drive        0(adr= 256,src=4100,tape=1) \n"
+DRIVE_1 = "Drive        1(adr= 258,src=   0,tape=0) \n"
 
 
-@pytest.mark.parametrize("words, shown", [
-    ("e", "tabcxy"), ("-e full", "acx"), ("e empty", "tby"), ("e FULL", ""), ("e s:1", ""),
-    ("e s:1-2", "bc"), ("e s:2-9999", "c"), ("e s:3-1", ""), ("e s:2-0", ""), ("e d:0-0", "xy"),
-    ("e p:0-0", ""), ("e s:1-", "b"), ("e s:-", "ab"), ("e s:-1-1", "ab"), ("e s:0--5", "ab"),
-    ("e s-2", "c"), ("e -", ""), ("e x:0-2", ""), ("e s:0-1" + "x" * 999, "ab")], ids=short)
+@pytest.mark.parametrize(
+    "words, shown",
+    [
+        ("e", [ARM, SLOT_0, SLOT_1, SLOT_2, DRIVE_0, DRIVE_1]),
+        ("e full", [SLOT_0, SLOT_2, DRIVE_0]),
+        ("e empty", [ARM, SLOT_1, DRIVE_1]),
+        ("e s:1-2", [SLOT_1, SLOT_2]),
+        ("e s:3-1", []),
+        ("e d:0-0", [DRIVE_0, DRIVE_1]),  # a range ends at 1 at least
+        ("e s:-", [SLOT_0, SLOT_1]),
+        ("e s-2", [SLOT_2]),  # the first number stands at the third character, wherever "-" is
+        ("e s:1", []),  # neither a range nor a filter
+    ],
+)
 def test_filter(lab, words, shown):
-    lab.check(["0030", *words.split()], [TRY], "".join(LINES[c] for c in shown), replies=[None, MIXED])
+    lab.expect(f"0030 {words}", [RES], "".join(shown), replies=[MIXED])
 
 
-BARE, SLOT = page(2, element(10, 9)), line("Slot", 0, 10, 1)
-ZOO = [  # pages, and what is listed of them
-    (page(2, element(1), element(2)), line("Slot", 0, 1) + line("Slot", 1, 2)),
-    (page(2, element(3, 9, 0, TAG), tags=1), line("Slot", 0, 3, 1, 0, TAG)),  # again from 0
-    (page(2, element(3, 9, 0, TAG)), line("Slot", 0, 3, 1)),
-    (page(5, element(7)), "   0(adr=   7,src=   0,tape=0) \n"),  # a type without a name
-    (page(3, element(7, 8, 0, b"%s%n\x80" + b"x" * 31 + b"y" * 9), tags=1),
-     line("Port", 0, 7, 0, 0, b"%s%n\x80" + b"x" * 31)),
-    (page(2, element(7, 8, 0, b"AB\0CD".ljust(36)), tags=1), line("Slot", 0, 7, 0, 0, b"AB")),
-    (page(2, element(7), element(8), tags=1), line("Slot", 0, 7) + line("Slot", 1, 8)),
-    (page(2, element(7, 8, 0, b"A"), b"BCA" + bytes(9) + b"Z", tags=1),  # tags that run on
-     line("Slot", 0, 7, 0, 0, b"ABCA") + line("Slot", 1, 0x4243, 1, 0, b"Z\2\x80")),
-    *((page(2, element(7, 9, 3, TAG + bytes(n)), element(8, 8, 4, bytes(36 + n)), tags=1),
-       line("Slot", 0, 7, 1, 3, TAG) + line("Slot", 1, 8, 0, 4)) for n in (3, 4)),
-    (page(4, b"\0\1\1\0\0", b"\0\2\0\0\0", b"\0\3\1\0\0"),  # 5 bytes each
-     line("Drive", 0, 1, 1, 3) + line("Drive", 1, 2, 0, 0x200) + line("Drive", 2, 3, 1)),
-    (page(2, element(7), size=23), line("Slot", 0, 7)),  # a part of a second one
-    (page(2, element(7), size=0x5000C), line("Slot", 0, 7)),  # 16 bits of the size count
-    (page(3, length=0, size=24), ""), (page(3, length=0), ""),
-    (page(2, b"\0", b"\7", b"\1"),  # 1 byte each
-     line("Slot", 0, 7, 1, 3072) + line("Slot", 1, 0x701, 0, 10) + line("Slot", 2, 258, 0, 2569)),
-    (BARE, SLOT)]
-MANY = report(page(2, *(element(5000 + 2 * i) for i in range(2046))))
+@pytest.mark.parametrize("loader, bus", [("2130", "21"), ("130", "1")])
+def test_scsi_filter_shows_the_ids_of_the_drives_alone(lab, loader, bus):
+    library = "[device]\n[device]\naddress = 2:1:3:0\ntype = changer\n"
+    stdout = f"""
+        ID={bus}40 Tape Drive 0 in Loader {loader}
+        ID={bus}1a0 Tape Drive 1 in Loader {loader}
+        """
+    lab.expect(f"{loader} e scsi", [RES], stdout, replies=[MIXED], library=library)
 
 
-@pytest.mark.parametrize("word, reply, stdout", table([
-    ("pages of all kinds", "l", report(*(p for p, _ in ZOO)), "".join(text for _, text in ZOO)),
-    ("cut in a descriptor", "e", report(page(2, element(7, 9, 0x506), element(8, 9)))[:27],
-     line("Slot", 0, 7, 1, 0x500) + line("Slot", 1, 0)),
-    ("cut in a page header", "e", report(BARE, page(4, element(1)))[:34], SLOT),
-    ("the count ends in a page header", "e", report(BARE, size=9), SLOT),
-    ("header alone that promises much", "e", report(size=32767), ""),
-    ("seven bytes of a header", "e", report(size=0x1F0)[:7], ""),
-    ("24 bits of a count", "e", report(BARE, size=0x1000014), SLOT),
-    ("more than the transfer", "e", report(BARE, size=32767) + page(2, element(9)) * 2000,
-     SLOT + line("Slot", 0, 9) * 1637),
-    ("elements to the end of the buffer", "e", report(page(2, element(10, 9), size=65535)),
-     SLOT + "".join(line("Slot", u, 0) for u in range(1, (32768 - 16) // 12))),
-    ("a descriptor beyond it", "e", report(page(2, length=32753, size=65535), BARE), ""),
-    ("firsts", "s", MIXED, firsts(1, 1, 3, 4096, 0, 0, 2, 256).replace("  0 x Port First=0\n", "")),
-    ("more slots than the table has", "s", MANY, "2046 x Slot First=5000\n")]))
-def test_reply(lab, word, reply, stdout):
-    lab.check(["0030", word], [TRY.replace("b8 00", "b8 10") if word == "l" else TRY], stdout, replies=[None, reply])
+def test_labels_and_odd_pages(lab):
+    reply = report(
+        page(3, element(7, tag=b"%s%n\x80" + b"x" * 31 + b"y" * 9), tags=1),
+        page(2, element(8, tag=b"AB\0CD".ljust(36)), element(9, 9, tag=b"ABC".ljust(36)), tags=1),
+        page(2, element(10, 9, tag=b"ABC".ljust(36))),
+        page(4, element(11), tags=1),
+        page(3, length=0, size=24),
+        page(3, length=12),
+        page(2, element(12), size=0x50017),  # 16 bits count; there is a part of a second element
+        page(5, element(13)),
+    )
+    stdout = f"""
+        Port         0(adr=   7,src=   0,tape=0) %s%n\x80{"x" * 31}
+        Slot         0(adr=   8,src=   0,tape=0) AB
+        Slot         1(adr=   9,src=   0,tape=1) {"ABC".ljust(36)}
+        Slot         0(adr=  10,src=   0,tape=1)\x20
+        Drive        0(adr=  11,src=   0,tape=0)\x20
+        Slot         0(adr=  12,src=   0,tape=0)\x20
+           0(adr=  13,src=   0,tape=0)\x20
+        """
+    lab.expect("0030 l", [RES.replace("b8 00", "b8 10")], stdout, replies=[reply])
 
 
-@pytest.mark.parametrize("replies, stdout, status", table([
-    ("second try", [report(size=0x100010), MIXED], warning(0, 0) + LINES["y"], 0),
-    ("third try", [report(size=7), report(BARE, size=32768), MIXED], warning(0, 0) + warning(0, 1) + LINES["y"], 0),
-    ("refusals", ["check 05 24 00", "check 05 24 00", report(BARE)[:7]], NOTHING, 0),
-    ("the buffer is cleared", [report(MIXED[8:], size=32768), f"reply {report(size=96).hex()}; read 44"],
-     warning(0, 0) + ERROR + warning(3), 3),
-    ("reads fail", ["read EIO"] * 3, "".join(ERROR + warning(3, i) for i in range(3)), 3),
-    ("write fails once", ["write EIO", MIXED], f"…pack_len 32815, …{warning(3, 0)}{LINES['y']}", 0),
-    ("short read that brought the list", [f"reply {MIXED.hex()}; read 200"], ERROR + warning(3) + LINES["y"], 3)]))
-def test_tries(lab, replies, stdout, status):
-    lab.check(["0030", "e", "d:1-1"], TRIES[:len(replies)], stdout, status, replies=[None, *replies])
+def test_listing_ends_with_the_buffer(lab):
+    reply = report(page(2, element(10), size=65535))
+    run = lab.expect("0030 e", [RES], "...", replies=[reply])
+    assert run.stdout.count("\n") == (32768 - 16) // 12
 
 
-@pytest.mark.parametrize("reply, stdout, status", table([
-    ("page", address_page(1, 2, 3, 4, 5, 6, 0xABCD, 8), firsts(2, 1, 4, 3, 6, 5, 8, 0xABCD), 0),
-    ("saved page behind a descriptor", address_page(1, 1, 0, 0, code=0x9D, descriptors=8),
-     firsts(1, 1, 0, 0, 0, 0, 0, 0), 0),
-    ("another page", address_page(1, 1, 2, 2, 3, 3, 4, 4, code=0x1C), "", 0),
-    ("at the buffer's end", address_page(1, 1, descriptors=95),
-     firsts(0, 0, 0, 0, 0, 0, 0, 0) + "all address are zero\n", 0),
-    ("beyond it", address_page(1, 1, descriptors=255), "", 0),
-    ("counts beyond the table", address_page(1, 1025, 65535, 65535, 3, 1024, 4, 1023),
-     firsts(1024, 1, 1024, 65535, 1024, 3, 1023, 4), 0),
-    ("addresses all zero", address_page(0, 1, 0, 20, 9, 0, 0, 2),  # no port to have the 9
-     firsts(1, 0, 20, 0, 0, 0, 2, 0) + "all address are zero\n", 0),
-    ("fails", "read EIO", ERROR, 3)]))
-def test_address_page(lab, reply, stdout, status):
-    cut = f"reply {report(size=16).hex()}; read 44"  # an empty list, and a failure
-    lab.check(["0030", "s"], [TRY, "sg1 1a 00 1d 00 30 00 [136]"], ERROR + warning(3) + stdout,
-              status, replies=[None, cut, reply])
+REFUSED = "warning buffer not filled. RES iStatus(dec)=0 CTRL Byte=(dec)0 retry={}\n".format
+FAILED = "warning RES iStatus(dec)=3 CTRL Byte=(dec)0\n"
+LOST = FAILED + REFUSED("{}").replace("=0 CTRL", "=3 CTRL")
+TOO_LARGE = report(page(2, element(9)), size=32768)
+
+
+RETRIES = {
+    "third try": ([report(size=7), TOO_LARGE, MIXED], REFUSED(0) + REFUSED(1) + DRIVE_1, 0),
+    "all refused": (["check 05 24 00"] * 3, REFUSED(0) + REFUSED(1) + REFUSED(2), 0),
+    "reads fail": (["read EIO"] * 3, "".join(READ_ERROR + LOST.format(n) for n in range(3)), 3),
+    "write fails": (["write EIO", MIXED], "...pack_len 32815, ..." + LOST.format(0) + DRIVE_1, 0),
+    "old data": ([TOO_LARGE, (report(size=96), "read 44")], REFUSED(0) + READ_ERROR + FAILED, 3),
+    "short read with the list": ([(MIXED, "read 200")], READ_ERROR + FAILED + DRIVE_1, 3),
+}
+
+
+@pytest.mark.parametrize("replies, stdout, status", RETRIES.values(), ids=RETRIES)
+def test_retry(lab, replies, stdout, status):
+    tries = [RES, RES, LAST_RES][: len(replies)]
+    lab.expect("0030 e d:1-1", tries, stdout, status, replies=replies)
+
+
+def test_trace_of_a_listing(lab):
+    lab.trace_at(1)
+    reply = report(page(1, element(1, 12)), page(2, element(7, 9)))
+    lab.expect("0030 e p:2-3", [RES], replies=[reply])
+    trace = """
+        iFromElem(dec)=2
+        iToElem(dec)=3
+        iFirstElem(dec)=65281
+        iNumElem(dec)=65282
+        iAllBytes(dec)=40
+        iType(dec)=1
+        iElements(dec)=1
+        iBarCodeFlag(dec)=0
+        iElemAdr(dec)=1
+        iAccessFlag(dec)=0
+        iErrorFlag(dec)=1
+        iType(dec)=2
+        iElements(dec)=1
+        iBarCodeFlag(dec)=0
+        iElemAdr(dec)=7
+        iAccessFlag(dec)=1
+        iErrorFlag(dec)=0
+        """
+    assert_text(lab.trace(), trace)
+
+
+def test_status(lab):
+    stdout = "  1 x Transport First=1\n  3 x Slot First=4096\n  2 x Drive First=256\n"
+    lab.expect("0030 s", [RES], stdout, replies=[MIXED])
+
+
+# Count and first address of each type, in the order of the address page.
+def firsts(*fields):
+    types = "Transport", "Slot", "Port", "Drive"
+    return "".join(f"{fields[2*i]:3} x {types[i]} First={fields[2*i + 1]}\n" for i in range(4))
+
+
+NO_ADDRESS = firsts(1, 0, 20, 0, 0, 0, 0, 0) + "all address are zero\n"
+ADDRESS_PAGES = {
+    "plain": (address_page(1, 2, 3, 4, 5, 6, 43981, 8), firsts(2, 1, 4, 3, 6, 5, 8, 43981)),
+    "saved": (address_page(1, 1, code=0x9D, descriptors=8), firsts(1, 1, 0, 0, 0, 0, 0, 0)),
+    "too many": (address_page(1, 1025, 2, 1024), firsts(1024, 1, 1024, 2, 0, 0, 0, 0)),
+    "no address": (address_page(0, 1, 0, 20, 9), NO_ADDRESS),  # there is no port to have the 9
+    "another page": (address_page(1, 1, 2, 2, code=0x1C), ""),
+    "beyond the reply": (address_page(1, 1, descriptors=255), ""),
+}
+
+
+@pytest.mark.parametrize("reply, stdout", ADDRESS_PAGES.values(), ids=ADDRESS_PAGES)
+def test_address_page_when_element_status_fails(lab, reply, stdout):
+    replies = [(report(size=16), "read 44"), reply]
+    lab.expect("0030 s", [RES, ADDRESS_PAGE], READ_ERROR + FAILED + stdout, replies=replies)
 
 
 def move(transport, source, target, lun=0):
@@ -129,99 +160,95 @@ def move(transport, source, target, lun=0):
     return f"sg1 {data.hex(' ')} [36]"
 
 
-def moved(transport, source, target, words=("Try", "Moved")):
-    rest = f"(transport={transport}):(source={source})>(target={target})\n"
-    return "".join(f"{word} {rest}" for word in words)
+def moved(transport, source, target):
+    way = f"(transport={transport}):(source={source})>(target={target})\n"
+    return f"Try {way}Moved {way}"
 
 
-PAGES = report(page(1, element(1), element(2)), page(2, element(5), element(6), element(7)),
-               page(2, length=0, size=9), page(2, element(50)), page(3, element(16)))
+# A second page of slots overwrites the first one's addresses; the table has 1024 columns.
+TWO_PAGES = report(page(2, element(5), element(6)), page(2, *map(element, range(50, 1100))))
 
 
-@pytest.mark.parametrize("reply, operands, addresses", [
-    (MIXED, "s:1 d:1", (1, 4100, 258)), (MIXED, "d:0 s:2 t:0", (1, 256, 4101)),
-    (PAGES, "p:0 s:0 x:1", (2, 16, 50)),  # any letter is a transport's
-    (PAGES, "s:0 s:2", (1, 50, 7)),  # the second page has overwritten the first
-    (MIXED, "s/2 d.1 t=0", (1, 4101, 258)), (MIXED, "s d: t", (1, 4096, 256)),
-    (MIXED, "s:x d:1x t:-", (1, 4096, 258)), (MIXED, "s:3 p:1023 t:9", (0, 0, 0)),
-    (MANY, "s:1023 s:1022", (0, 7046, 7044))], ids=short)
+@pytest.mark.parametrize(
+    "reply, operands, addresses",
+    [
+        (MIXED, "s:1 d:1", (1, 4100, 258)),
+        (MIXED, "d.0 s/2 x=0", (1, 256, 4101)),  # any letter is a transport's
+        (MIXED, "s d:x t", (1, 4096, 256)),
+        (MIXED, "s:3 p:1023 t:9", (0, 0, 0)),
+        (TWO_PAGES, "s:1 s:1023", (0, 51, 1073)),
+    ],
+)
 def test_move(lab, reply, operands, addresses):
-    lab.check(["0030", "m", *operands.split()], [TRY, move(*addresses)], moved(*addresses), replies=[None, reply])
+    lab.expect(f"0030 m {operands}", [RES, move(*addresses)], moved(*addresses), replies=[reply])
 
 
-@pytest.mark.parametrize("operands, wrong", [
-    ("t:0 d:0", ""), ("s:0 D:0", ""), ("S:0 s:1024", ""), (" d:0", ""), ("s:1024 d:0", "s:1024"),
-    ("s:0 d:-1", "d:-1"), ("s:0 d:0 t:4294967296", "t:4294967296"),
-    (f"p:{10 ** 30} d:0", f"p:{10 ** 30}")])
-def test_move_refused(lab, operands, wrong):
+@pytest.mark.parametrize("operands", ["t:0 d:0", "s:0 D:0"])
+def test_move_of_a_wrong_kind(lab, operands):
+    usage = "usage: s=slot, d=drive, p=port\nexample: s:4 d:0"
+    lab.expect(f"0030 m {operands}", [RES], usage, 1, replies=[MIXED])
+
+
+@pytest.mark.parametrize("operands, wrong", [("s:0 d:-1", "d:-1"), ("s:0 d:0 t:1024", "t:1024")])
+def test_move_of_a_wrong_number(lab, operands, wrong):
     stdout = f"element number out of range 0-1023: {wrong}\n"
-    lab.check(["0030", "m", *operands.split(" ")], [TRY],
-              stdout if wrong else "usage: s=slot, d=drive, p=port\nexample: s:4 d:0", 1,
-              replies=[None, MIXED])
+    lab.expect(f"0030 m {operands}", [RES], stdout, 1, replies=[MIXED])
 
 
-@pytest.mark.parametrize("value, slots, operands, addresses", table([
-    ("all", "1x1,23x4096,1x16,2x256", (1, 1, 23, 4096, 1, 16, 2, 256), "s:22 d:1", (1, 4118, 257)),
-    ("transports", "2x10x9", (2, 10, 3, 4096, 0, 0, 2, 256), "s:1 d:1 t:1", (11, 4097, 257)),
-    ("slots", ",2x70", (1, 1, 2, 70, 0, 0, 2, 256), "s:1 s:2", (1, 71, 4101)),
-    ("text", "axb,box 5", (0, 0, 0, 5, 0, 0, 2, 256), "s:0 d:0", (0, 5, 256)),
-    ("beyond the table", ",5000x10", (1, 1, 1024, 10, 0, 0, 2, 256), "s:1023 d:0", (1, 1033, 256)),
-    ("5000 bytes", "1x7," + "9x9," * 1249, (1, 7, 9, 9, 9, 9, 9, 9), "s:8 d:0", (7, 17, 9)),
-    ("empty", "", None, "s:0 d:0", (1, 4096, 256)),
-    ("question mark", "? 1x9", None, "s:0 d:0", (1, 4096, 256))]))
-def test_override(lab, value, slots, operands, addresses):
+@pytest.mark.parametrize(
+    "value, counts, operands, addresses",
+    [
+        ("1x1,23x4096,1x16,2x300", (1, 1, 23, 4096, 1, 16, 2, 300), "s:22 d:1", (1, 4118, 301)),
+        ("2x10x9", (2, 10, 3, 4096, 0, 0, 2, 256), "s:1 d:1 t:1", (11, 4097, 257)),
+        (",2x70,axb,box 5", (1, 1, 2, 70, 0, 0, 0, 5), "s:1 d:0", (1, 71, 5)),
+        (",5000x10", (1, 1, 1024, 10, 0, 0, 2, 256), "s:1023 d:0", (1, 1033, 256)),
+    ],
+)
+def test_override(lab, value, counts, operands, addresses):
     lab.write("glbv/gv_mvk_adr_0030.sgv", value)
-    stdout = moved(*addresses)
-    if slots:
-        shown = value[:510] + ">" if len(value) > 511 else value
-        stdout = (f"got hard address setting from gv_mvk_adr_0030: {shown}\n" + firsts(*slots) + stdout)
-    lab.check(["0030", "m", *operands.split()], [TRY, move(*addresses)], stdout, replies=[None, MIXED])
+    stdout = f"got hard address setting from gv_mvk_adr_0030: {value}\n" + firsts(*counts)
+    sent = [RES, move(*addresses)]
+    lab.expect(f"0030 m {operands}", sent, stdout + moved(*addresses), replies=[MIXED])
 
 
-@pytest.mark.parametrize("args, lun, stdout", [
-    ("0031 m s:0 s:1", 1, ""), ("031 m s:0 s:1", 1, ""), ("0031 hm 7 8 0", 0, ""),
-    ("0032 m s:0 s:1", 0, ""), ("0031 m s:0 s:1 debug", 1, "…didn't got hard address setting "
-     "from GLBV gv_mvk_adr_0031\nlun=49(dec)/1(char) cdb[1]=20(hex)\n"),
-    ("/dev/sg1 m s:0 s:1", 0, "got hard address setting from gv_mvk_adr__dev_sg1: 0x0,2x7\n" +
-     firsts(0, 0, 2, 7, 0, 0, 0, 0)),  # the file's name is made of the path
-    ("/dev/sg1 m s:0 s:1 debug", 0, "…0x0,2x7\ncpPos: '0x0'\ncpPos: '2x7'\n" +
-     firsts(0, 0, 2, 7, 0, 0, 0, 0))], ids=short)
-def test_move_by_lun_and_path(lab, args, lun, stdout):
-    lab.write("glbv/gv_mvk_adr__dev_sg1.sgv", "0x0,2x7")
-    run = lab.run(*args.split(), library=LUN_1.replace("3:1", "3:2" if args[3] == "2" else "3:1"))
+MOVES = {
+    "three digits": ("031 m s:0 s:1", 1, ""),
+    "by address": ("0031 hm 7 8 0", 0, ""),
+    "debug": ("0031 m s:0 s:1 debug", 1, "..._0031\nlun=49(dec)/1(char) cdb[1]=20(hex)\n"),
+    # The override of a path stands in a file with underlines for slashes.
+    "path": (
+        "/dev/sg1 m s:0 s:1 debug",
+        0,
+        "...''\ncpPos: '2x7'\n" + firsts(0, 0, 2, 7, 0, 0, 0, 0),
+    ),
+}
+
+
+@pytest.mark.parametrize("args, lun, stdout", MOVES.values(), ids=MOVES)
+def test_lun_of_a_move(lab, args, lun, stdout):
+    lab.write("glbv/gv_mvk_adr__dev_sg1.sgv", ",2x7")
+    library = "[device]\n[device]\naddress = 0:0:3:1\ntype = changer\nslots = 2 from 7\n"
+    run = lab.run(args, library=library)
     assert run.commands[-1] == move(0, 7, 8, lun)
-    assert like(stdout + moved(0, 7, 8).replace("Moved", "…Moved"), run.stdout)
+    assert_text(run.stdout, stdout + moved(0, 7, 8).replace("Moved", "...Moved"))
 
 
-def test_raw_move_and_failures(lab):
-    for operands, addresses in ("4096 256 1", (1, 4096, 256)), (
-            "-1 65537 70000", (70000 - 65536, 65535, 1)), ("0x10 12ab %s%n", (0, 0, 12)):
-        source, target, transport = operands.split()
-        lab.check(["0030", "-hm", source, target, transport], [move(*addresses)], moved(transport, source, target))
-    lab.check(["0030", "m", "s:0", "d:0"], [TRY, move(1, 4096, 256)],
-              moved(1, 4096, 256, ["Try"]) + ERROR, 3, replies=[None, MIXED, "read EIO"])
-    lab.check(["0030", "hm", "1", "2", "3"], [move(3, 1, 2)], moved(3, 1, 2, ["Try"]) + ERROR, 3,
-              replies=[None, "read EIO"])
-    lab.check(["0030", "m", "s:0", "d:0"], [*TRIES, move(0, 0, 0)],  # nothing is known
-              NOTHING + moved(0, 0, 0), replies=[None] + [b""] * 3)
+def test_move_by_address(lab):
+    lab.expect("0030 hm -1 65537 70000", [move(4464, 65535, 1)], moved(70000, -1, 65537))
+    lab.expect("0030 hm 0x10 12ab %s%n", [move(0, 0, 12)], moved("%s%n", "0x10", "12ab"))
 
 
-def test_cartridges_travel(lab):
-    # What happens in the library, run by run; True: the device answered CHECK CONDITION.
-    tape = line("Drive", 0, 256, 1, 4096, b"A00001".ljust(32)) + line("Drive", 1, 257)
-    for args, stdout, refused in [
-            ("0030 m s:0 s:1", moved(1, 4096, 4097), True),  # full
-            ("0030 m s:3 d:0", moved(1, 4099, 256), True),  # empty
-            ("0030 hm 4096 9 1", moved(1, 4096, 9), True),  # no such element
-            ("0030 m s:0 d:0", moved(1, 4096, 256), False), ("0030 l d:0-0", tape, False),
-            ("0030 l s:0-0", line("Slot", 0, 4096) + line("Slot", 1, 4097, 1, 0, b"A00002".ljust(32)), False),
-            ("0040 L", "…", False), ("0030 m d:0 s:0", moved(1, 256, 4096), True),  # loaded
-            ("0040 p", "…", False), ("0040 u", "…", True), ("0040 a", "…", False),
-            ("0040 u", "…", False), ("0040 p", "…", False),
-            ("0030 hm 256 4096 1", moved(1, 256, 4096), True),  # removal prevented
-            ("0030 l d:0-0", tape, False), ("0040 a", "…", False),
-            ("0030 hm 256 4096 0", moved(0, 256, 4096), False), ("0030 I", "…", False)]:
-        run = lab.run(*args.split())
-        last = [event.words[2] for event in run.events if event.name == "read"][-1]
-        assert (run.status, last) == (0, "02" if refused else "00"), args
-        assert like(stdout, run.stdout), (args, run.stdout)
+def test_failed_move(lab):
+    stdout = "Try (transport=1):(source=4096)>(target=256)\n" + READ_ERROR
+    sent = [RES, move(1, 4096, 256)]
+    lab.expect("0030 m s:0 d:0", sent, stdout, 3, replies=[MIXED, "read EIO"])
+    lab.expect("0030 hm 4096 256 1", sent[1:], stdout, 3, replies=["read EIO"])
+
+
+def test_cartridge_travels(lab):
+    lab.run("0030 m s:0 d:0")
+    stdout = f"""
+        Drive        0(adr= 256,src=4096,tape=1) {"A00001".ljust(32)}
+        Drive        1(adr= 257,src=   0,tape=0)\x20
+        """
+    lab.expect("0030 l d:0-0", [RES.replace("b8 00", "b8 10")], stdout)

@@ -2,272 +2,368 @@
 import re
 
 import pytest
-
-from scsi_replies import attributes, be, block, mode6, mode10, short, table
+from conftest import assert_text
+from scsi_replies import attribute, attributes, be, mode6, mode10, tape_block
 
 MEDIUM_TYPE = "sg2 8c 00 00 00 00 00 00 00 04 08 00 00 00 20 00 00 [68]"
 STATUS = [MEDIUM_TYPE, "sg2 03 00 00 00 64 00 [136]", "sg2 1a 00 0f 00 64 00 [136]"]
 PAGES, EEPROM = "sg2 1a 00 3f 00 ff 00 [291]", "sg2 5a 00 3e 00 00 00 00 1f ff 00 [8227]"
 COMPRESSION = "sg2 1a 00 0f 00 30 00 [84]"
-LOAD, READ = "sg2 1b 00 00 00 01 00 [36]", "sg2 08 02 00 07 ff 00 [2084]"
-SIZE, DENSITY, DCE = ("MODE SELECT (6) SET " + s for s in ("BLOCKSIZE", "DENSITY", "COMPRESSION DCE"))
-WORM = attributes((0x408, 0x80, b"\x80"))
+READ_ERROR = "iLinuxScsiCmd() Error read from /dev/sg2\n"
 
 
 def select(length):
     return f"sg2 15 10 00 00 {length:02x} 00 [{36 + length}]"
 
 
-def listing(first="04 00"):
-    return f"sg2 8c 00 00 00 00 00 00 00 {first} 00 00 1f ff 00 00 [8228]"
+WRITE_ONCE = attributes(attribute(0x408, 0x80, b"\x80"))
+ALL_ZERO = """\
+buffered_mode=0
+block_length=0 (variable)
+media_type=unknown (0)
+write_protect=0
+density_code=0
+compression=0
+"""
 
 
-def lines(text):
-    # Lines parted by "|". "!" stands for the line of a failed read, "*" for what the executor
-    # prints at debug level, "--" for the line above a page's title.
-    marks = {"!": "iLinuxScsiCmd() Error read from /dev/sg2\n", "--": "-" * 35 + "\n",
-             "*": "iLinuxScsiCmd() timeout=10000 ms for /dev/sg2\ndebug info\n\niLinuxScsiCmd() "
-                  "after write op sg_hd->result=0\niLinuxScsiCmd() gszCurCmd=mvk 0040 …debug \n"}
-    return "".join(marks.get(part, part + "\n") for part in text.split("|"))
+@pytest.mark.parametrize(
+    "byte, shown",
+    [
+        (0x81, "cleaning_bit=1\nload=1\n"),
+        (0x82, "cleaning_bit=0\nload=0\n"),
+        (0x83, "cleaning_bit=1\nload=0\n"),
+        (0x05, "internal_status_byte=0x5\n"),
+    ],
+)
+def test_internal_status(lab, byte, shown):
+    stdout = f"Tape Info\nmedium_type=Data medium\n{shown}{ALL_ZERO}"
+    lab.expect("0040 s", STATUS, stdout, replies=[b"", bytes([*bytes(18), byte]), b""])
 
 
-def summary(state="cleaning_bit=0|load=1", buffered=0, length="0 (variable)", media="unknown (0)",
-            protect=0, density=0, compression=0):
-    return (f"{state}|buffered_mode={buffered}|block_length={length}|media_type={media}|"
-            f"write_protect={protect}|density_code={density}|compression={compression}")
+def test_status_that_cannot_be_read(lab):
+    stdout = f"...{READ_ERROR}internal_status_byte=0x0\n{READ_ERROR}{ALL_ZERO}"
+    lab.expect("0040 s", STATUS, stdout, 3, replies=[b"", "read EIO", "read EIO"])
 
 
-READY = bytes(18) + b"\x80"
+def test_settings_of_a_drive(lab):
+    stdout = """
+        ...buffered_mode=1
+        block_length=32769
+        media_type=Super DLTtape II
+        write_protect=0
+        density_code=48
+        compression=1
+        """
+    reply = mode6(b"\x0f\x0e\x80", b"\x48\1\1\1\1\0\x80\1", 0x87, 0x7F)
+    lab.expect("0040 s", STATUS, stdout, replies=[b"", b"", reply])
 
 
-@pytest.mark.parametrize("sense, mode, text, status", [
-    *((bytes([*bytes(18), byte]), b"", summary(text), 0) for byte, text in [
-        (0x80, "cleaning_bit=0|load=1"), (0x81, "cleaning_bit=1|load=1"),
-        (0x82, "cleaning_bit=0|load=0"), (0x83, "cleaning_bit=1|load=0"),
-        (0xC2, "cleaning_bit=0|load=1"), (0x05, "internal_status_byte=0x5")]),
-    (bytes(18), b"", summary("internal_status_byte=0x0"), 0),
-    ("read EIO", "read EIO", summary("!|internal_status_byte=0x0|!"), 3),
-    *((READY, mode6(medium=code), summary(media=media), 0) for code, media in [
-        (0x81, "cleaning tape"), (0x82, "DLTtape I or DLTtape II"), (0x83, "DLTtape III"),
-        (0x84, "DLTtape IIIxt"), (0x85, "DLTtape IV"), (0x86, "Super DLTtape I"),
-        (0x87, "Super DLTtape II"), (0x88, "unknown (88)"), (0x90, "VStape I")]),
-    (READY, mode6(b"\x0f\x0e\x80", b"\x48\1\1\1\1\0\x80\0", 0, 0x90),
-     summary(buffered=1, length=32768, protect=1, density=48, compression=1), 0),
-    (READY, mode6(b"\x0f\x0e\x7f", b"\xff\0\0\0\0\xff\xff\xff", 0, 0x6F), summary(length=16777215, density="ff"), 0),
-    (READY, mode6(bytes(10) + b"\x80"), summary(compression=1), 0),  # positions never move
-    (READY, mode6(b"\x0f\x0e\x80", b"\4\0\0\0\0\0\0\1")[:12], summary(length=1, density=4), 0)
-], ids=short)
-def test_summary(lab, sense, mode, text, status):
-    lab.check(["0040", "s"], STATUS, lines("Tape Info|medium_type=Data medium|" + text), status,
-              replies=[None, b"", sense, mode])
+def test_debug_lines_and_trace_of_the_status(lab):
+    stdout = """
+        ...medium_type=Write-once medium
+        ...internal_status_byte=0x82
+        cleaning_bit=0
+        load=0
+        request page=(f)
+        ...block_length0=1
+        block_length1=2
+        block_length2=f
+        block_length=66063
+        media_type=(88)
+        media_type=unknown (88)
+        write_protect_code=80
+        write_protect=1
+        ..."""
+    sense = bytes(2) + b"\xf5" + bytes(9) + b"\x28\1" + bytes(4) + b"\x82"
+    replies = [WRITE_ONCE, sense, mode6(b"", b"\0\0\0\0\0\1\2\x0f", 0x88, 0x80)]
+    lab.expect("0040 s debug", STATUS, stdout, replies=replies)
+    trace = """
+        ...ScsiModeSense
+        for tape >> REQUEST SENSE
+        ...Buf[2]     0xf5
+        Sense Key  0x5
+        ASC        0x28
+        ASCQ       0x1
+        for tape >> MODE SENSE
+        ..."""
+    assert_text(lab.trace(), trace)
 
 
-def dump(length, count, rest):
-    return (f"TRY MODE SENSE (6)|DATA LEN={length}|DESCRIPTOR(S)={count}|4 BYTES PARAMETER LIST|" +
-            rest + "|DONE MODE SENSE (6)")
+def test_page_dump(lab):
+    stdout = """
+        TRY MODE SENSE (6)
+        DATA LEN=34
+        DESCRIPTOR(S)=2
+        4 BYTES PARAMETER LIST
+        [0] 22
+        [1] 86
+        [3] 10
+        BLOCK DESCRIPTOR
+        [9/5] 1
+        [10/6] 2
+        [11/7] 3
+        BLOCK LEN=66051 (0 MEANS VAR BLOCK LEN)
+        [19/15] 4
+        PAGE DESCRIPTOR
+        [20/0] 10
+        DATA BLOCK(S)
+        -----------------------------------
+        DATA COMPRESSION PAGE LEN=2
+        [23/0] f
+        [24/1] 2
+        [25/2] 80
+        DATA COMPRESSION ENABLE:1
+        DATA COMPRESSION CAPABLE:0
+        [26/3] e0
+        DATA DECOMPRESSION ENABLE:1
+        REPORT EXCEPTION ON DECOMPRESSION:2
+        -----------------------------------
+        TANDBERG USER PAGE 1 LEN=1
+        [27/0] "
+        [28/1] \1
+        [29/2] A
+        -----------------------------------
+        UNKNOWN CODE PAGE 24 LEN=1
+        [31/0] 24
+        [32/1] 1
+        [33/2] 41
+        DONE MODE SENSE (6)
+        """
+    pages = b"\x10\0\0\x0f\2\x80\xe0\x22\1A\0\x24\1AB"
+    reply = mode6(pages, b"\0\0\0\0\0\1\2\3" + bytes(7) + b"\4", 0x86, length=34)
+    lab.expect("0040 get", [PAGES], stdout, replies=[reply])
 
 
-def eeprom(length, count, rest):
-    return (f"TRY MODE SENSE FOR EEPROM|DATA LEN={length}|DESCRIPTOR(S)={count}|" f"8 BYTES PARAMETER LIST|{rest}")
+def test_eeprom_text(lab):
+    stdout = """
+        TRY MODE SENSE FOR EEPROM
+        DATA LEN=20
+        DESCRIPTOR(S)=1
+        8 BYTES PARAMETER LIST
+        [1] 14
+        [2] 86
+        [3] 10
+        [7] 8
+        BLOCK DESCRIPTOR
+        [15/7] 1
+        PAGE DESCRIPTOR
+        [16/0] 3e
+        [17/1] 4
+        DATA BLOCK(S)
+        AB\0
+        """
+    reply = mode10(b"\x3e\4AB\0C", bytes(7) + b"\1", length=20)
+    lab.expect("0040 get_eeprom", [EEPROM], stdout, replies=[reply])
 
 
-TITLE = "MODE SENSE FOR EEPROM"
-SHOWN = "TRY " + TITLE + "|DATA LEN={}|DESCRIPTOR(S)={}|{}|DONE " + TITLE + "|"
-TEXT = mode10(b"\x3e\5A\0B\nC", b"\x49" + bytes(7)), SHOWN.format(21, 1, "AB")
+# The byte at the index of the length is shown too; byte 6 of the length of the descriptors counts
+# 256 of them.
+ODD_TEXTS = {
+    "256 descriptors": (be(2060) + bytes(4) + b"\1\7" + bytes(2050) + b"XY", "BLOCK...\nXY\0\n", 0),
+    "whole buffer": (be(8191) + bytes(8) + b"x" * 8190, f"PAGE...\n{'x' * 8181}\0\n", 0),
+    "too long": (be(8192), "DESCRIPTOR(S)=0\nBUFFER OVERFLOW MAX=8191\n", 1),
+}
 
 
-def load(text, size=f"TRY {SIZE}|new_block_size=0|DONE {SIZE}", before=""):
-    return f"TRY LOAD TAPE|{before}DONE LOAD TAPE|{size}|TRY READ|{text}"
+@pytest.mark.parametrize("reply, stdout, status", ODD_TEXTS.values(), ids=ODD_TEXTS)
+def test_odd_eeprom_text(lab, reply, stdout, status):
+    lab.expect("0040 get_eeprom", [EEPROM], f"TRY...\n{stdout}", status, replies=[reply])
 
 
-TIME, BLANK = b" 2024-05-01 08:15:00 ", "UNKNOWN|iBufSize=2048||DONE READ"
-LOADING = [LOAD, select(12), READ]
+TEXT_PAGE = mode10(b"\x3e\5A\0B\nC", bytes(8))
+TEXT_SHOWN = (
+    "TRY MODE SENSE FOR EEPROM\nDATA LEN=21\nDESCRIPTOR(S)=1\nAB\nDONE MODE SENSE FOR EEPROM\n"
+)
 
 
-@pytest.mark.parametrize("args, replies, sent, text, status", table([
-    ("dump, no descriptor", "get", mode6(b"\1\2\3\0\x21\0\x3e\2A\0\x22\1B", b"", 0x86, 0x90), PAGES,
-     dump(16, 0, "[0] 10|[1] 86|[2] 90|PAGE DESCRIPTOR|[4/0] 1|[5/1] 2|[6/2] 3|DATA BLOCK(S)|"
-          "[8/0] 21|--|UNKNOWN CODE PAGE 3e LEN=2|[10/0] 3e|[11/1] 2|[12/2] 41|--|"
-          "TANDBERG USER PAGE 1 LEN=1|[14/0] \"|[15/1] \1"), 0),
-    ("dump, compression", "get", mode6(b"\x10\0\0\x0f\2\x80\xe0\x0f\2\x40\x20\x8f\2\xc0\xe0",
-                                       b"\x48\0\0\0\0\1\2\3"), PAGES,
-     dump(26, 1, "[0] 1a|[3] 8|BLOCK DESCRIPTOR|[4/0] 48|[9/5] 1|[10/6] 2|[11/7] 3|"
-          "BLOCK LEN=66051 (0 MEANS VAR BLOCK LEN)|PAGE DESCRIPTOR|[12/0] 10|DATA BLOCK(S)|--|"
-          "DATA COMPRESSION PAGE LEN=2|[15/0] f|[16/1] 2|[17/2] 80|DATA COMPRESSION ENABLE:1|"
-          "DATA COMPRESSION CAPABLE:0|[18/3] e0|DATA DECOMPRESSION ENABLE:1|"
-          "REPORT EXCEPTION ON DECOMPRESSION:2|--|DATA COMPRESSION PAGE LEN=2|[19/0] f|[20/1] 2|"
-          "[21/2] 40|DATA COMPRESSION ENABLE:0|DATA COMPRESSION CAPABLE:1|[22/3] 20|"
-          "DATA DECOMPRESSION ENABLE:0|REPORT EXCEPTION ON DECOMPRESSION:1|--|"
-          "CHANGEABLE TANDBERG DATA COMPRESSION PAGE LEN=2|[23/0] 8f|[24/1] 2|[25/2] c0"), 0),
-    ("dump, two descriptors", "get", mode6(b"", bytes(7) + b"\1\2" + bytes(6) + b"\3"), PAGES,
-     dump(19, 2, "[0] 13|[3] 10|BLOCK DESCRIPTOR|[11/7] 1|BLOCK LEN=1 (0 MEANS VAR BLOCK LEN)|"
-          "[12/8] 2|[19/15] 3|PAGE DESCRIPTOR|DATA BLOCK(S)"), 0),
-    *((f"dump, {n}", "get", mode6(bytes(249) + b"\x11\x22\x33", length=n), PAGES,
-       dump(n, 0, f"[0] {n:x}|PAGE DESCRIPTOR|DATA BLOCK(S)|--|MEDIUM PARTITION PAGE LEN=34|"
-            "[253/0] 11" + "|[254/1] 22" * (n - 254)), 0) for n in (254, 255)),
-    ("dump fails", "get", "read EIO", PAGES, "TRY MODE SENSE (6)|!", 3),
-    ("text", "get_eeprom", mode10(b"\x3e\4AB\0C", b"\x49" + bytes(7)), EEPROM,
-     eeprom(20, 1, "[1] 14|[2] 86|[3] 10|[7] 8|BLOCK DESCRIPTOR|[8/0] 49|PAGE DESCRIPTOR|[16/0] 3e|"
-            "[17/1] 4|DATA BLOCK(S)|AB\0"), 0),
-    ("text, no descriptor", "get_eeprom", mode10(b"\x3e\3\nB", length=12), EEPROM,
-     eeprom(12, 0, "[1] c|[2] 86|[3] 10|PAGE DESCRIPTOR|[8/0] 3e|[9/1] 3|DATA BLOCK(S)||B\0"), 0),
-    ("text, 256 descriptors", "get_eeprom", be(2060) + b"\0\0\0\0\1\7" + bytes(2048) + b"\x3e\2XY",
-     EEPROM, eeprom(2060, 256, "[0] 8|[1] c|[6] 1|[7] 7|BLOCK DESCRIPTOR|PAGE DESCRIPTOR|"
-                    "[2056/0] 3e|[2057/1] 2|DATA BLOCK(S)|XY\0"), 0),
-    ("text, descriptors beyond the buffer", "get_eeprom", be(20) + b"\0\0\0\0\xff\xff", EEPROM,
-     eeprom(20, 65311, "[1] 14|[6] ff|[7] ff|BLOCK DESCRIPTOR|PAGE DESCRIPTOR|DATA BLOCK(S)|"), 0),
-    *((f"text, {n}", "get_eeprom", be(n) + bytes(6) + b"\x3e\xff" + b"x" * 8190, EEPROM,
-       eeprom(n, 0, f"[0] 1f|[1] {n & 255:x}|PAGE DESCRIPTOR|[8/0] 3e|[9/1] ff|DATA BLOCK(S)|" +
-              "x" * 8181 + "\0" * (n - 8190)), 0) for n in (8190, 8191)),
-    ("text, 8192", "get_eeprom", be(8192), EEPROM, "TRY MODE SENSE FOR EEPROM|DATA LEN=8192|"
-     "DESCRIPTOR(S)=0|BUFFER OVERFLOW MAX=8191", 1),
-    ("text fails", "get_eeprom", "read EIO", EEPROM, "TRY MODE SENSE FOR EEPROM|!", 3),
-    ("attributes", "read", attributes(
-        (0x400, 0x81, b"VENDOR %s "), (0x801, 2, b"\xe4\0b"), (0x405, 0x80, b"\1\x20\0"),
-        (3, 3, b"x"), (0xFFFF, 0x7C, b"")), listing(),
-     "Attribute Id: 0x0400 ReadOnly (ASCII)|value: [VENDOR %s ]|Attribute Id: 0x0801 (TEXT)|"
-     "value: [\xe4\0b]|Attribute Id: 0x0405 ReadOnly (BINARY)|value: [0x1200]|"
-     "Attribute Id: 0x0003 (ASCII)|value: [x]|Attribute Id: 0xffff (BINARY)|value: [0x]", 0),
-    ("attributes, debug", "read 0x0805 debug", attributes((0x805, 2, b"\xfe")), listing("08 05"),
-     "*|Attribute Id: 0x0805 followed by: 2 0 1 fe (TEXT)|value: [\xfe]", 0),
-    ("attribute past the end", "read medium", attributes((1, 1, b"A" * 9000, 65535), length=5),
-     listing(), "Attribute Id: 0x0001 (ASCII)|value: [" + "A" * 8183 + "]", 0),
-    *((f"attributes, second at {at} of {n}", "read",
-       attributes((1, 1, b"A" * (at - 9)), (2, 0, b"\2"), length=n), listing(),
-       f"Attribute Id: 0x0001 (ASCII)|value: [{'A' * (at - 9)}]" +
-       "|Attribute Id: 0x0002 (BINARY)|value: [0x2]" * shown, 0) for at, n, shown in [
-           (511, 512, 1), (511, 511, 0), (512, 520, 0), (510, 8191, 1), (12, 12, 0)]),
-    *((f"attributes, {n}", "read", be(n, 4), listing(), "Read Attribute not supported", 1)
-      for n in (8192, 0xFFFFFFFF)),
-    ("attributes fail", "read", f"reply {WORM.hex()}; read 60", listing(), "!", 3),
-    *((f"attributes, {word}", f"read {word}", attributes((1, 0, b"")), listing(first),
-       "Attribute Id: 0x0001 (BINARY)|value: [0x]", 0) for word, first in [
-           ("0x0408", "04 08"), ("0x", "00 00"), ("x0x1", "00 00"), ("0xg", "00 00"),
-           ("0x4", "04 00"), ("0xFFfe01", "ff fe")]),
-    *((f"word {word}", f"read {word}", [], [], f"UNKNOWN MODE '{word}'", 1)
-      for word in ("", "mediums", "0X0408", "MEDIUM")),
-    *((f"type {i}", "read medium_type", reply, MEDIUM_TYPE, text, status) for i, (reply, text, status) in enumerate([
-          (WORM, "medium_type=Write-once medium", 0),
-          (be(8192, 4), "Read Attribute not supported", 1),
-          (f"reply {WORM.hex()}; read 60", "!|medium_type=Write-once medium", 3),
-          (attributes((0x408, 0x80, b"\x81")), "medium_type=Data medium", 0),
-          (attributes((0x409, 0x80, b"\x80")), "medium_type=Data medium", 0)])),
-    ("summary, debug", "s debug", [
-        WORM, bytes(18) + b"\x82", mode6(b"", b"\0\0\0\0\0\1\2\x0f", 0x88, 0x80)], STATUS,
-     "Tape Info|*|medium_type=Write-once medium|*|internal_status_byte=0x82|cleaning_bit=0|load=0|"
-     "request page=(f)|*|buffered_mode=0|block_length0=1|block_length1=2|block_length2=f|"
-     "block_length=66063|media_type=(88)|media_type=unknown (88)|write_protect_code=80|"
-     "write_protect=1|density_code=0|compression=0", 0),
-    ("size fails", "set block_size 5", "read EIO", select(12), f"TRY {SIZE}|!", 3),
-    ("density fails", "set density_code 5", "read EIO", select(12), f"SIZE=5|TRY {DENSITY}|!", 3),
-    ("page not read", "c 1", ["read EIO", b""], [COMPRESSION, select(28)],
-     f"!|DCE=1|DATA COMPRESSION ENABLE:1|TRY {DCE}|compression=1|DONE {DCE}", 0),
-    ("page not set", "c 1", [b"", "read EIO"], [COMPRESSION, select(28)],
-     f"DCE=1|DATA COMPRESSION ENABLE:1|TRY {DCE}|!", 3),
-    ("no key", "set_eeprom  X", TEXT[0], EEPROM, TEXT[1] + "FAIL GOT NO KEY TO SET|EXAMPLE|VENDORID", 1),
-    ("no value", "set_eeprom KEY ", TEXT[0], EEPROM, TEXT[1] + "FAIL GOT NO VALUE TO SET", 1),
-    ("text not read", "set_eeprom KEY X", "read EIO", EEPROM, "TRY MODE SENSE FOR EEPROM|!", 3),
-    *((f"2A {i}", "L", [b"", b"", block((0, b"2A NAME 1"), (129, time), (150, b"WEEK 1"))], LOADING,
-       load(f"zel_label=NAME1{text}|DONE READ"), 0) for i, (time, text) in enumerate([
-           (TIME, "|zel_init_time=2024-05-01 08:15:00|zel_etc=WEEK1"),
-           (b"x" + TIME[1:], "x2024-05-01 08:15:00|zel_etc=WEEK1"),
-           (b"\0" + TIME[1:], "2024-05-01 08:15:00|zel_etc=WEEK1"),
-           (TIME.replace(b"1 0", b"1T0"), "|zel_init_time=2024-05-01T08:15:00WEEK1"),
-           (TIME[:20] + b"_", "|zel_init_time=2024-05-01 08:15:00_WEEK1"),
-           (b"x" * 20 + b" ", "x" * 20 + "WEEK1")])),
-    *((f"label {i}", "L", [b"", b"", label], LOADING, load(text + "|DONE READ"), 0)
-      for i, (label, text) in enumerate([
-          (block((0, b"2A"), (2047, b"\x80")), "zel_label=\x80"),
-          (block((0, b"TAPE"), (4, b"HM"), (94, b"L 1"), (222, b"MONTHLY M")),
-           "|gorvath_label=L 1|gorvath_etc=MONTHLY |gorvath_etc=M"),
-          (block((0, b"TAPE"), (94, b"M1"), (2047, b"M")), "|gorvath_label=|gorvath_etc=M1|gorvath_etc=M"),
-          (block((0, b"TAPE"), (93, b"H\0LM")), "L|gorvath_etc=M"),
-          (block((0, b"TAP\x0a2A"), (2047, b"\xff")), "UNKNOWN|iBufSize=2048|54 41 50 a 32 41 ff ")])),
-    ("2A, debug", "L debug", [b"", b"", block((0, b"2A"), (140, b" T"))], LOADING,
-     "TRY LOAD TAPE|…|*|[0] 50|[1] 65|zel_label= T|DONE READ", 0),
-    ("empty tape", "L", [b"", b"", "check 08 00 05"], LOADING, load(BLANK), 0),
-    ("not loaded", "L", ["read EIO", b"", b""], LOADING, load(BLANK, before="!|"), 3),
-    ("size not set", "L", [b"", "read EIO", b""], LOADING, load(BLANK, f"TRY {SIZE}|!"), 0),
-    ("label not read", "L", [b"", b"", "read EIO"], LOADING, load("!"), 0)]))
-def test_operation(lab, args, replies, sent, text, status):
-    replies, sent = (x if isinstance(x, list) else [x] for x in (replies, sent))
-    lab.check(["0040", *args.split(" ")], sent, lines(text), status, replies=replies and [None, *replies])
+@pytest.mark.parametrize("replies, status", [([], 0), (["read EIO"], 3)])
+def test_set_eeprom(lab, replies, status):
+    dump = "[0] 0\n[1] 0\n[2] 0\n[3] 0\n[4] 3e\n[5] 4\n[6] \xe4\n[7]  \n[8] 5\n[9] \n\n"
+    end = f"DONE SET MODE SENSE FOR EEPROM WITH STATUS {status}\n"
+    stdout = f"{TEXT_SHOWN}GOT '5' '5' VALUE\nLEN=4\nBUF=10\n{dump}"
+    stdout += f"TRY SET MODE SENSE FOR EEPROM\n{READ_ERROR if status else ''}{end}"
+    args = ["0040", "set_eeprom", "\xe4", "5"]
+    lab.expect(args, [EEPROM, select(10)], stdout, status, replies=[TEXT_PAGE, *replies])
 
 
-TITLES = """01 ERROR RECOVERY PAGE;02 DISCONNECT RECONNECT PAGE;0a CONTROL MODE PAGE;0f DATA COMPRESSION PAGE;
-10 DEVICE CONFIGURATION PAGE;11 MEDIUM PARTITION PAGE;1c TANDBERG INFORMATIONAL EXCEPTIONS CONTROL PAGE;
-1e DELL ??? PAGE;1f DELL ??? PAGE;20 TANDBERG MISCELLANEOUS PARAMETER PAGE;21 TANDBERG USER PAGE 0;
-22 TANDBERG USER PAGE 1;23 TANDBERG CARTRIDGE MANUFACTURER PAGE;24 UNKNOWN CODE PAGE 24;2c DELL ??? PAGE;
-81 CHANGEABLE TANDBERG ERROR RECOVERY PAGE;82 CHANGEABLE TANDBERG DISCONNECT RECONNECT PAGE;
-8f CHANGEABLE TANDBERG DATA COMPRESSION PAGE;90 CHANGEABLE TANDBERG DEVICE CONFIGURATION PAGE;a0 UNKNOWN CODE PAGE a0""".replace("\n", "").split(";")
+def test_set_eeprom_of_wrong_words(lab):
+    stdout = TEXT_SHOWN + "FAIL GOT NO KEY TO SET\nEXAMPLE\nVENDORID\n"
+    lab.expect(["0040", "set_eeprom", "", "X"], [EEPROM], stdout, 1, replies=[TEXT_PAGE])
+    stdout = TEXT_SHOWN + "FAIL GOT NO VALUE TO SET\n"
+    lab.expect(["0040", "set_eeprom", "KEY", ""], [EEPROM], stdout, 1, replies=[TEXT_PAGE])
+    args = ["0040", "set_eeprom", "k" * 64, "v" * 5000]  # as much as fits
+    lab.expect(args, [EEPROM, select(134)], "...\nLEN=128\nBUF=134\n...")
 
 
-def test_page_titles(lab):
-    # One page of one byte for each title; text pages show characters.
-    text, at, pages = "[0] 43|PAGE DESCRIPTOR|DATA BLOCK(S)", 7, bytes(3)
-    for code, title in ((int(entry[:2], 16), entry[3:]) for entry in TITLES):
-        shown = [chr(code), "\1", "A"] if code in b"\x20\x21\x22\x23\x2c" else [f"{code:x}", 1, 41]
-        text += f"|--|{title} LEN=1" + "".join(f"|[{at + j}/{j}] {b}" for j, b in enumerate(shown))
-        if code == 0x0F:
-            text += "|DATA COMPRESSION ENABLE:0|DATA COMPRESSION CAPABLE:1"
-        at, pages = at + 3, pages + bytes([code, 1, 0x41])
-    lab.check(["0040", "get"], [PAGES], lines(dump(at, 0, text)), replies=[None, mode6(pages, length=at)])
+def read(first):
+    return f"sg2 8c 00 00 00 00 00 00 00 {be(first).hex(' ')} 00 00 1f ff 00 00 [8228]"
 
 
-@pytest.mark.parametrize("value, number", [
-    ("0", 0), ("1", 1), ("65536", 65536), ("16777217", 16777217), ("-1", -1), ("0x20", 0), ("", 0),
-    ("x5", 0), (" +300K", 300)])
+def test_attributes(lab):
+    stdout = """
+        Attribute Id: 0x0405 ReadOnly (BINARY)
+        value: [0x1200]
+        Attribute Id: 0x0801 (TEXT)
+        value: [\xe4\0b]
+        Attribute Id: 0x0003 (ASCII)
+        value: [%s]
+        """
+    items = [attribute(0x405, 0x80, b"\1\x20\0"), attribute(0x801, 2, b"\xe4\0b")]
+    reply = attributes(*items, attribute(3, 3, b"%s"), be(4))  # ends four bytes short of its length
+    lab.expect("0040 read", [read(0x400)], stdout, replies=[reply])
+
+
+@pytest.mark.parametrize(
+    "size, shown, others",
+    [(502, 502, "Attribute Id: 0x0000 (BINARY)\nvalue: [0x]\n"), (503, 503, ""), (9000, 8183, "")],
+)
+def test_attributes_begin_up_to_index_511(lab, size, shown, others):
+    stdout = f"Attribute Id: 0x0001 (ASCII)\nvalue: [{'A' * shown}]\n{others}"
+    reply = attributes(attribute(1, 1, b"A" * size), length=600)
+    lab.expect("0040 read", [read(0x400)], stdout, replies=[reply])
+
+
+@pytest.mark.parametrize("word, first", [("x0x1", 0), ("0x4", 0x400), ("0xFFfe01", 0xFFFE)])
+def test_first_attribute(lab, word, first):
+    lab.expect(f"0040 read {word}", [read(first)], replies=[attributes()])
+
+
+def test_unknown_attribute(lab):
+    lab.expect("0040 read mediums", [], "UNKNOWN MODE 'mediums'\n", 1)
+
+
+MEDIUM_TYPES = {
+    "other value": (attributes(attribute(0x408, 0x80, b"\x81")), "medium_type=Data medium\n", 0),
+    "too long": (be(8192, 4), "Read Attribute not supported\n", 1),
+    "short read": ((WRITE_ONCE, "read 60"), READ_ERROR + "medium_type=Write-once medium\n", 3),
+}
+
+
+@pytest.mark.parametrize("reply, stdout, status", MEDIUM_TYPES.values(), ids=MEDIUM_TYPES)
+def test_medium_type(lab, reply, stdout, status):
+    lab.expect("0040 read medium_type", [MEDIUM_TYPE], stdout, status, replies=[reply])
+
+
+def test_trace_of_attributes(lab):
+    lab.trace_at(1)
+    lab.run("0040 read 0x0805", replies=[attributes(attribute(0x805, 2, b"Z"))])
+    trace = """
+        ReadAttributes 0x0805
+        got Attribute Id '0x0805'
+        TRY Read Attribute (8C) with Attribute Id '0x0805' 0x8c
+        iScsiCmd cBuf[0] 0, (cBuf[1] 0
+        iScsiCmd cBuf[2] 0, (cBuf[3] 0
+        iScsiCmd returned cBuf[0]&0xff 0, (cBuf[1]&0xff) 0
+        iScsiCmd returned cBuf[2]&0xff 0, (cBuf[3]&0xff) 6
+        iScsiCmd returned cBuf[0] 0, (cBuf[1] 0
+        iScsiCmd returned cBuf[2] 0, (cBuf[3] 6
+        DATA LEN=6
+        6 BYTES PARAMETER LIST
+        List Attributes
+        """
+    assert_text(lab.trace(), trace)
+
+
+def test_debug_lines_of_attributes(lab):
+    stdout = "...Attribute Id: 0x0805 followed by: 2 0 1 5a (TEXT)\nvalue: [Z]\n"
+    replies = [attributes(attribute(0x805, 2, b"Z"))]
+    lab.expect("0040 read 0x0805 debug", [read(0x805)], stdout, replies=replies)
+    assert_text(
+        lab.trace(), "...cBuf[3]: 0x6 - [\6]\ncBuf[4]: 0x8 - [\b]\ncBuf[5]: 0x5 - [\5]\nL..."
+    )
+
+
+def done(setting, new):
+    return f"TRY MODE SELECT (6) SET {setting}\n{new}\nDONE MODE SELECT (6) SET {setting}\n"
+
+
+@pytest.mark.parametrize(
+    "value, number", [("16777217", 16777217), ("-1", -1), ("0x20", 0), (" +3K", 3)]
+)
 def test_settings(lab, value, number):
+    stdout = done("BLOCKSIZE", f"new_block_size={number}")
+    lab.expect(["0040", "set", "block_size", value], [select(12)], stdout)
+    stdout = f"SIZE={number}\n" + done("DENSITY", f"new_density_code={number}")
+    lab.expect(["0040", "set", "density_code", value], [select(12)], stdout)
     on = int(number != 0)
-    lab.check(["0040", "set", "block_size", value], [select(12)],
-              lines(f"TRY {SIZE}|new_block_size={number}|DONE {SIZE}"))
-    lab.check(["0040", "set", "density_code", value], [select(12)],
-              lines(f"SIZE={number}|TRY {DENSITY}|new_density_code={number}|DONE {DENSITY}"))
-    lab.check(["0040", "-c", value], [COMPRESSION, select(28)], lines(
-        f"DCE={number}|DATA COMPRESSION ENABLE:{on}|TRY {DCE}|compression={on}|DONE {DCE}"))
+    stdout = f"DCE={number}\nDATA COMPRESSION ENABLE:{on}\n"
+    stdout += done("COMPRESSION DCE", f"compression={on}")
+    lab.expect(["0040", "c", value], [COMPRESSION, select(28)], stdout)
 
 
-def bytes_dump(data):
-    return "|".join(f"[{i}]{b:x}" for i, b in enumerate(data) if b)
+def test_settings_that_fail(lab):
+    stdout = "TRY MODE SELECT (6) SET BLOCKSIZE\n" + READ_ERROR
+    lab.expect("0040 set block_size 5", [select(12)], stdout, 3, replies=["read EIO"])
+    stdout = f"{READ_ERROR}DCE=1\n...compression=1\n..."
+    lab.expect("0040 c 1", [COMPRESSION, select(28)], stdout, replies=["read EIO"])
 
 
-OFF = bytes([0, 255, 0x10, 8]) + b"\xff" * 10 + b"\x7f" + b"\xff" * 13
-ON = bytes([0, 0x86, 0x10, 8, 0x48, 0, 0, 0, 0, 0, 0, 1, 0xF, 0xE, 0xC0, 0, 1]) + bytes(11)
+# The parameter list is not written to the device, but the trace of a debug run shows the request.
+LISTS = {
+    "block size": ("set block_size -65282", None, b"\0\0\x10\x08" + bytes(5) + b"\xff\0\xfe"),
+    "density": ("set density_code 578", None, b"\0\0\x10\x08\x42" + bytes(7)),
+    "off": ("c 0", b"\xff" * 48, b"\0\xff\x10\x08" + b"\xff" * 10 + b"\x7f" + b"\xff" * 13),
+    "on": ("c 5", bytes(14) + b"\x40\2", b"\0\0\x10\x08" + bytes(10) + b"\xc0\2" + bytes(12)),
+}
 
 
-@pytest.mark.parametrize("args, reply, text, wanted", [
-    ("set block_size -65282", None, f"SIZE=-65282|SIZE16=ff|SIZE08=0|SIZE00=fe|TRY {SIZE}|*|"
-     f"new_block_size=-65282|DONE {SIZE}", b"\0\0\x10\x08" + bytes(5) + b"\xff\0\xfe"),
-    ("set density_code 578", None, f"SIZE=578|TRY {DENSITY}|*|new_density_code=578|DONE {DENSITY}",
-     b"\0\0\x10\x08\x42" + bytes(7)),
-    ("c 0", b"\xff" * 48, "Call MODE SENSE request data compression page=(f)|*|DCE=0|"
-     "DATA COMPRESSION ENABLE:0|debug info before SCSI_ExecuteCommand|" + bytes_dump(OFF) +
-     f"|TRY {DCE}|*|compression=0|DONE {DCE}", OFF),
-    ("c 5", mode6(b"\x0f\x0e\x40\0\1", b"\x48" + bytes(6) + b"\1", 0x86, 0x80),
-     "…DCE=5|DATA COMPRESSION ENABLE:1|debug info before SCSI_ExecuteCommand|" + bytes_dump(ON) +
-     f"|TRY {DCE}|*|compression=1|DONE {DCE}", ON)], ids=short)
-def test_parameter_list(lab, args, reply, text, wanted):
-    # The list is not written to the device; the trace of a debug run shows the request block.
-    lab.check(["0040", *args.split(), "debug"], [COMPRESSION] * (reply is not None) +
-              [select(len(wanted))], lines(text), replies=[None, reply] if reply else [])
+@pytest.mark.parametrize("args, reply, wanted", LISTS.values(), ids=LISTS)
+def test_parameter_list(lab, args, reply, wanted):
+    run = lab.run(f"0040 {args} debug", replies=[reply])
+    assert run.sent[-1] == select(len(wanted))
     trace = lab.read("lgc/kq_mvk.lgc").partition("iLinuxScsiCmd 0x15")[2]
-    found = re.findall(r"szIO \[(\d+)\](\w+)", trace)
-    assert {int(i) - 42: int(b, 16) for i, b in found if int(i) > 41} == {
-        i: b for i, b in enumerate(wanted) if b}
+    found = {int(i) - 42: int(b, 16) for i, b in re.findall(r"szIO \[(\d+)\](\w+)", trace)}
+    assert bytes(found.get(i, 0) for i in range(len(wanted))) == wanted
 
 
-@pytest.mark.parametrize("key, value, page, got", [
-    ("VENDORID", "X", TEXT, "GOT 'X' '40' VALUE|"), ("A", "5", TEXT, "GOT '5' '5' VALUE|"),
-    ("A", "12", (be(65535) + bytes(16) + b"x", SHOWN.format(65535, 0, "x")), ""),
-    ("A", "12", (be(20) + bytes(5) + b"\x18descriptorXY", SHOWN.format(20, 3, "XY")), ""),
-    ("k" * 63, "v" * 63, TEXT, ""), ("k" * 64, "v" * 5000, TEXT, ""),
-    ("\xc3\xa4", "%s", TEXT, "")], ids=short)
-def test_set_eeprom(lab, key, value, page, got):
-    line = f"{key[:63]} {value[:63]}\n"
-    data = bytes([0, 0, 0, 0, 0x3E, len(line)]) + line.encode("latin-1")
-    text = f"{page[1]}{got}LEN={len(line)}|BUF={len(data)}|" + "|".join(
-        f"[{i}] {b:x}" if i < 6 else f"[{i}] {chr(b)}" for i, b in enumerate(data))
-    for last, status in ("", 0), ("!|", 3):
-        end = f"TRY SET {TITLE}|{last}DONE SET {TITLE} WITH STATUS {status}"
-        lab.check(["0040", "set_eeprom", key, value], [EEPROM, select(len(data))], lines(f"{text}|{end}"), status,
-                  replies=[None, page[0]] + ["read EIO"] * (status == 3))
+def test_debug_lines_of_settings(lab):
+    sizes = "SIZE=66051\nSIZE16=1\nSIZE08=2\nSIZE00=3\nTRY..."
+    lab.expect("0040 set block_size 66051 debug", [select(12)], sizes)
+    stdout = """
+        Call MODE SENSE request data compression page=(f)
+        ...DCE=2
+        DATA COMPRESSION ENABLE:1
+        debug info before SCSI_ExecuteCommand
+        [2]10
+        [3]8
+        [14]80
+        TRY..."""
+    lab.expect("0040 c 2 debug", [COMPRESSION, select(28)], stdout, replies=[b""])
+
+
+LOAD = ["sg2 1b 00 00 00 01 00 [36]", select(12), "sg2 08 02 00 07 ff 00 [2084]"]
+LOADED = "TRY LOAD TAPE\nDONE LOAD TAPE\n" + done("BLOCKSIZE", "new_block_size=0") + "TRY READ\n"
+TIME = b" 2024-05-01 08:15:00 "
+LABELS = {
+    "2A": (
+        {0: b"2A7NAME 1", 129: TIME, 150: b"WEEK 1"},
+        "zel_label=7NAME1\nzel_init_time=2024-05-01 08:15:00\nzel_etc=WEEK1",
+    ),
+    "2A without a blank before the time": (
+        {0: b"2A", 128: b"Nx" + TIME[1:], 2047: b"W"},
+        "zel_label=Nx2024-05-01 08:15:00\nzel_etc=W",
+    ),
+    "2A without a blank in the time": (
+        {0: b"2A", 129: TIME.replace(b"1 0", b"1T0"), 150: b"W"},
+        "zel_label=\nzel_init_time=2024-05-01T08:15:00W",
+    ),
+    "TAPE": (
+        {0: b"TAPE", 4: b"HM", 93: b"ML 1", 222: b"MON M"},
+        "\ngorvath_label=L 1\ngorvath_etc=MON \ngorvath_etc=M",
+    ),
+    "unknown": ({0: b"TAP\n2A", 2047: b"\xff"}, "UNKNOWN\niBufSize=2048\n54 41 50 a 32 41 ff "),
+}
+
+
+@pytest.mark.parametrize("pieces, label", LABELS.values(), ids=LABELS)
+def test_label(lab, pieces, label):
+    replies = [b"", b"", tape_block(pieces)]
+    lab.expect("0040 L", LOAD, LOADED + label + "\nDONE READ\n", replies=replies)
+
+
+def test_only_the_load_counts(lab):
+    stdout = f"TRY LOAD TAPE\n{READ_ERROR}DONE LOAD TAPE\n...TRY READ\n{READ_ERROR}"
+    lab.expect("0040 L", LOAD, stdout, 3, replies=["read EIO", b"", "read EIO"])
+    stdout = f"...BLOCKSIZE\n{READ_ERROR}TRY READ\nUNKNOWN\n..."
+    lab.expect("0040 L", LOAD, stdout, 0, replies=[b"", "read EIO", b""])
