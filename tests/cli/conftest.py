@@ -95,7 +95,7 @@ class Run:
 
     # What holds for every run that came to its end.
     def assert_sound(self):
-        assert not re.search("Sanitizer|runtime error:", self.stderr), self.stderr
+        assert not re.search("Sanitizer|runtime error:|mvk-sim:", self.stderr), self.stderr
         opened = [e.path for e in self.events if e.name == "open" and e.words[0].isdigit()]
         assert opened == [e.path for e in self.events if e.name == "close"], "left open"
         line = f'STATUS=ERROR MSG="{STATES[self.status]}"\n' if self.status else OK
@@ -151,15 +151,16 @@ class Lab:
 
     # Begins a run on the lab's library, or on one whose description is given, and returns its
     # process. args: a list, or a text to be divided at blanks; env: changes to the environment,
-    # None takes a variable away; via: what runs instead of mvk, with the arguments behind it.
-    def start(self, args, scenario="", library=None, env=(), cwd=None, via=("mvk",)):
+    # None takes a variable away; via: what runs instead of mvk, with the arguments behind it;
+    # options: further ones of mvk-sim.
+    def start(self, args, scenario="", library=None, env=(), cwd=None, via=("mvk",), options=()):
         number = len(self.processes)
         if library is not None:
             self.description = self.home / f"library{number}.ini"
             self.write(self.description.name, library)
         state = self.home / f"{self.description.stem}.state"
         log = self.home / f"log{number}"
-        options = ["--library", self.description, "--state", state, "--log", log]
+        options = ["--library", self.description, "--state", state, "--log", log, *options]
         if scenario:
             self.write(f"scenario{number}", scenario + "\n")
             options += ["--scenario", self.home / f"scenario{number}"]
@@ -180,7 +181,7 @@ class Lab:
     # to its end as every run does; the rest: see start.
     def run(self, args, replies=(), scenario="", sound=True, **how):
         lines = "\n".join([scenario, *script(replies)]).strip()
-        run = Run(self.start(args, lines, **how))
+        run = Run(self.start(args, lines, options=["--strict"], **how))
         if sound:
             run.assert_sound()
         return run
