@@ -113,7 +113,7 @@ def test_the_twin_lists_the_same(run, tmp_path):
     for line in ("m s:0 d:0", "m s:1 d:1"):
         run("mvk", "0030", *line.split())
     run("mvk", "0040", "L")
-    twin.write_text(run("mvk-capture")[1])
+    twin.write_text(run("mvk-sim", "--capture")[1])
     for line in ("scan", "0030 l", "0030 e scsi", "0040 L", "0040 s", "0040 get", "0040 read"):
         assert run("mvk", *line.split(), library=twin) == run("mvk", *line.split())
 
