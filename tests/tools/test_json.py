@@ -11,6 +11,7 @@ import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = ROOT / os.environ.get("MVK_BUILD", "build")
+DEFAULT = BUILD / "default.ini"
 IDENTITY = {"vendor": "EXAMPLE", "product": "TAPE DRIVE 1", "revision": "2107"}
 SLOT = {"kind": "slot", "number": 0, "address": 4096, "source": 0, "full": True, "label": "A00001"}
 LABEL = {"label": "A00001", "init_time": "2024-05-01 08:15:00", "etc": "WEEKLY"}
@@ -25,12 +26,9 @@ REPORTS = [
     ("0040 -L", ("label",), {"layout": "2A", **LABEL}),
     ("0040 s", ("fields", "density_code"), 0x49),
     ("0040 read", ("attributes", 2, "value"), "49"),
-    ("0040 read medium_type", ("fields", "medium_type"), "Data medium"),
-    ("0040 get", ("pages", 1, "name"), "DATA COMPRESSION PAGE"),
     ("0040 get", ("pages", 4, "bytes"), "210e" + b"EXAMPLE PAGE 0".hex()),
     ("0040 get_eeprom", ("eeprom",), "VENDORID EXAMPLE\nPRODUCTID TAPE DRIVE 1"),
-    ("0040 u", ("lines",), ["TRY UNLOAD TAPE", "DONE UNLOAD TAPE"]),
-    ("0030 hm 256 4097 1", ("move", "moved"), True),
+    ("0030 hm 256 4097 1", ("move", "source"), 256),
     ("0030 m q:0 d:0", ("message",), "USAGE_ERROR"),
     ("9999 i", ("lines",), ["Could not open 9999"] * 2),
 ]
@@ -39,13 +37,13 @@ HOSTILE = [b'STATUS=SUCCESS MSG="OK"\n', b"\nSlot         0(adr=4096,", b"\n", b
 
 @pytest.fixture(name="run")
 def fixture_run(tmp_path):
-    """Runs a command on the simulated library: its status and its output."""
+    # Runs a command on the simulated library: its status and its output.
     (tmp_path / "tarvo.ini").write_text(f"[TARVO]\nKQ_INI={tmp_path}/kq.ini\n")
     paths = [f"gv_rw_{name}={tmp_path}/" for name in ("ini", "lgc", "work", "glbv")]
     (tmp_path / "kq.ini").write_text("\n".join(["[Pathes]", *paths, ""]))
     env = {"PATH": f"{BUILD}:/usr/bin:/bin", "TARVO_INI": f"{tmp_path}/tarvo.ini", "COLUMNS": "40"}
 
-    def run(*command, scenario="", library=BUILD / "default.ini"):
+    def run(*command, scenario="", library=DEFAULT):
         (tmp_path / "scenario").write_text(scenario)
         state = tmp_path / f"{library.stem}.state"
         sim = ["mvk-sim", "-l", library, "-s", state, "-x", tmp_path / "scenario", *command]
@@ -56,23 +54,28 @@ def fixture_run(tmp_path):
     return run
 
 
-def test_reports_come_from_real_runs(run):
+def test_reports(run):
     for line, path, expected in REPORTS:
         status, text = run("mvk-json", *line.split())
         answer = part = json.loads(text)
         for key in path:
             part = part[key]
         assert (line, part, status) == (line, expected, answer["status"])
+        assert answer["warnings"] == []
 
 
 def test_a_move_is_verified(run):
     move = "mvk-json --verify 0030 m s:1 d:0".split()
     status, text = run(*move)
     assert status == 0 and json.loads(text)["verified"]
-    status, text = run(*move)  # the slot is empty now, and the drive is full
+    status, text = run("mvk-json", "--verify", "0030", "hm", "4096", "256", "1")
     answer = json.loads(text)
     assert (status, answer["message"], answer["verified"]) == (20, "OK", False)
-    assert [place["label"] for place in answer["verification"]["after"]] == ["", "A00002"]
+    assert answer["verification"]["reasons"][:2] == [
+        "the target 256 was full",
+        "the source 4096 is still full",
+    ]
+    assert [place["label"] for place in answer["verification"]["after"]] == ["A00001", "A00002"]
     status, text = run(*move, scenario="open /dev/sg1 * EACCES\n")
     assert status == 2 and "nothing was moved" in text
 
@@ -86,7 +89,7 @@ def hostile_text(dice, length):
     return b"".join(pieces)[:length].ljust(length)
 
 
-def test_hostile_texts_come_out_as_they_are(run):
+def test_hostile_texts(run):
     dice = random.Random(12)
     for _ in range(25):
         tags = [hostile_text(dice, 36) for _ in range(5)]
@@ -102,7 +105,7 @@ def test_hostile_texts_come_out_as_they_are(run):
         assert json.loads(text)["devices"][0].items() >= texts.items()
 
 
-def test_the_map_fits_the_terminal(run):
+def test_the_map(run):
     _, text = run("mvk-json", "--map", "0030")
     assert "  0 A00001  1 A00002  2 A00003  3 -\n  4 " in text
     assert max(map(len, text.splitlines())) <= 40
@@ -118,11 +121,14 @@ def test_the_twin_lists_the_same(run, tmp_path):
         assert run("mvk", *line.split(), library=twin) == run("mvk", *line.split())
 
 
-def test_completion_offers_what_there_is(run):
+def test_completion(run, tmp_path):
     script = ROOT / "completions/mvk"
     complete = f'. {script}; COMP_LINE=$0 COMP_POINT=${{#0}}; _mvk; echo "${{COMPREPLY[@]}}"'
-    devices = run("bash", "-c", complete, "mvk ")[1].split()
-    assert devices == "scan --help 0030 /dev/sg1 0040 /dev/sg2 0050 /dev/sg3".split()
+    listed = tmp_path / "listed.ini"
+    listed.write_text("[library]\nsysfs = no\n" + DEFAULT.read_text())
+    for library in (DEFAULT, listed):
+        devices = run("bash", "-c", complete, "mvk ", library=library)[1]
+        assert devices == "scan --help 0030 /dev/sg1 0040 /dev/sg2 0050 /dev/sg3\n"
     offered = set(run("bash", "-c", complete, "mvk 0030 ")[1].split())
     table = (ROOT / "src/sys/linux/mvk.cpp").read_text().partition("strOperations[] = {")[2]
     assert offered == set(re.findall(r'^    {"(\w+)",', table, re.MULTILINE))
