@@ -26,6 +26,8 @@ REPORTS = [
     ("0040 -L", ("label",), {"layout": "2A", **LABEL}),
     ("0040 s", ("fields", "density_code"), 0x49),
     ("0040 read", ("attributes", 2, "value"), "49"),
+    ("0040 read medium_type", ("fields", "medium_type"), "Data medium"),
+    ("0040 get", ("pages", 1, "name"), "DATA COMPRESSION PAGE"),
     ("0040 get", ("pages", 4, "bytes"), "210e" + b"EXAMPLE PAGE 0".hex()),
     ("0040 get_eeprom", ("eeprom",), "VENDORID EXAMPLE\nPRODUCTID TAPE DRIVE 1"),
     ("0030 hm 256 4097 1", ("move", "source"), 256),
@@ -38,10 +40,7 @@ HOSTILE = [b'STATUS=SUCCESS MSG="OK"\n', b"\nSlot         0(adr=4096,", b"\n", b
 @pytest.fixture(name="run")
 def fixture_run(tmp_path):
     # Runs a command on the simulated library: its status and its output.
-    (tmp_path / "tarvo.ini").write_text(f"[TARVO]\nKQ_INI={tmp_path}/kq.ini\n")
-    paths = [f"gv_rw_{name}={tmp_path}/" for name in ("ini", "lgc", "work", "glbv")]
-    (tmp_path / "kq.ini").write_text("\n".join(["[Pathes]", *paths, ""]))
-    env = {"PATH": f"{BUILD}:/usr/bin:/bin", "TARVO_INI": f"{tmp_path}/tarvo.ini", "COLUMNS": "40"}
+    env = {"PATH": f"{BUILD}:/usr/bin:/bin", "COLUMNS": "40"}
 
     def run(*command, scenario="", library=DEFAULT):
         (tmp_path / "scenario").write_text(scenario)
@@ -102,6 +101,7 @@ def test_hostile_texts(run):
         reply = bytes([8, 0, 5, 2, 31, 0, 0, 0]) + name
         _, text = run("mvk-json", "0030", "i", scenario=f"reply 0x12 * {reply.hex()}\n")
         texts = {"vendor": plain(name[:8]), "product": plain(name[8:24])}
+        texts["revision"] = plain(name[24:])
         assert json.loads(text)["devices"][0].items() >= texts.items()
 
 
