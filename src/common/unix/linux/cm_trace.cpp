@@ -1,35 +1,23 @@
-// The trace log: one text file per module, switched on and given a level in debug.ini.
+// The trace log: one text file per module, switched on and given a level in debug.ini. Stands on
+// the configuration and the protocol log (cm_kernel) and on the helpers.
 #include "cm_trace.h"
 
 #include "cm_common.h"
+#include "cm_file.h"
 #include "cm_kernel.h"
 
 #include <errno.h>
 #include <stdarg.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <time.h>
 #include <unistd.h>
 
-LANGUAGES eLang = LANG_EN;
+str_log strLocalLog;
 
 // Nesting depth of "+" and "-" lines, shared by all records of the process.
 static int iIndex;
-
-const char* c_IN_LANGUAGE(const char* cpEnglish, const char* cpGerman, const char* cpBavarian,
-                          const char* cpFrench)
-{
-    switch (eLang) {
-    case LANG_DE:
-        return cpGerman;
-    case LANG_BA:
-        return cpBavarian;
-    case LANG_FR:
-        return cpFrench;
-    default:
-        return cpEnglish;
-    }
-}
 
 // Reports that the directory key cpKey, which cpWho needs, is not configured.
 static void vReportMissingKey(const char* cpWho, const char* cpKey)
@@ -58,14 +46,15 @@ int log_check(const char* cpInput)
     char szDebugFile[128];
     char szSearch[56];
     char szLine[256];
+    char cBuffer[iTEXT_BUFFER_SIZE];
     int iLevel = 0;
     v_COPY(szModule, sizeof(szModule), cpInput);
-    snprintf(szSearch, sizeof(szSearch), "%s=", uppercase(szModule));
+    v_JOIN(szSearch, sizeof(szSearch), uppercase(szModule), "=", "");
     if (i_READ_INI("KQ_INI", "[Pathes]", "gv_rw_ini", szDirectory, sizeof(szDirectory), szMsg,
                    sizeof(szMsg)) != 1)
         vReportMissingKey("LOG_CHECK", "gv_rw_ini");
     v_JOIN(szDebugFile, sizeof(szDebugFile), szDirectory, "debug.ini", "");
-    FILE* fpDebug = fopen(szDebugFile, "r");
+    FILE* fpDebug = fpOpenText(szDebugFile, cBuffer);
     if (fpDebug == nullptr)
         return 0;
     while (fgets(szLine, sizeof(szLine) - 1, fpDebug) != nullptr) {
@@ -128,32 +117,13 @@ static void vStartLogging(const char* cpKeyDebug, str_log* strLog)
     strLog->iVerify = log_check("STDERR");
 }
 
-static LANGUAGES eLanguageOf(const char* cpName)
-{
-    static const struct {
-        char szName[8];
-        LANGUAGES eLanguage;
-    } strNames[] = {
-        {"de",    LANG_DE},
-        {"de_BA", LANG_BA},
-        {"fr",    LANG_FR},
-        {"hr",    LANG_HR},
-    };
-    for (const auto& strName : strNames) {
-        if (strcmp(cpName, strName.szName) == 0)
-            return strName.eLanguage;
-    }
-    return LANG_EN;
-}
-
 void v_set_log_main(const char* cpKeyFile, const char* cpKeyDebug, str_log* strLog)
 {
     static bool iLogLocalInitialized;
-    static str_log strLocalLog; // the first record of the process, its default
     char szAux[512];
-    char szLogFile[1024];
-    if (i_READ_INI("KQ_INI", "[Pathes]", "gv_rw_lgc", szAux, sizeof(szAux), szLogFile,
-                   sizeof(szLogFile)) == 1) {
+    char szMsg[1024];
+    if (i_READ_INI("KQ_INI", "[Pathes]", "gv_rw_lgc", szAux, sizeof(szAux), szMsg, sizeof(szMsg)) ==
+        1) {
         strLog->iFlg = 0;
         strLog->iVerify = 0;
         v_JOIN(strLog->szFile, sizeof(strLog->szFile),
@@ -168,8 +138,7 @@ void v_set_log_main(const char* cpKeyFile, const char* cpKeyDebug, str_log* strL
     } else {
         vReportMissingKey("SET_LOG_MAIN", "gv_rw_lgc");
     }
-    if (i_READ_INI("KQ_INI", "[SETUP]", "lang", szAux, sizeof(szAux), szLogFile,
-                   sizeof(szLogFile)) == 1) {
+    if (i_READ_INI("KQ_INI", "[SETUP]", "lang", szAux, sizeof(szAux), szMsg, sizeof(szMsg)) == 1) {
         TRACE_ABOVE(strLog, 1, "set language to %s", szAux);
         eLang = eLanguageOf(szAux);
     } else {
@@ -178,28 +147,71 @@ void v_set_log_main(const char* cpKeyFile, const char* cpKeyDebug, str_log* strL
     }
 }
 
-// Copies the file cpSource into the trace file fpTrace, each line behind szStamp ("H:MM:SS#") and
+// One line that is copied: puts its four parts one behind the other and writes them to fpTo at
+// once.
+static void vPutCopied(FILE* fpTo, const char* cpStamp, const char* cpIndent, const char* cpBlanks,
+                       const char* cpPiece)
+{
+    char szLine[512];
+    v_JOIN(szLine, sizeof(szLine), cpStamp, cpIndent, cpBlanks);
+    v_APPEND(szLine, sizeof(szLine) - 1, cpPiece);
+    v_APPEND(szLine, sizeof(szLine), "\n");
+    fwrite(szLine, 1, strlen(szLine), fpTo);
+}
+
+// Copies the file cpSource into the trace file fpTrace, each line behind cpStamp ("H:MM:SS#") and
 // the indentation, and to standard error when the record asks for it.
 static void vCopyFile(const str_log* strLog, FILE* fpTrace, const char* cpStamp,
                       const char* cpSource)
 {
     char szPath[256];
     char szPiece[256];
+    char szMissing[300];
+    char cBuffer[iTEXT_BUFFER_SIZE];
     v_COPY(szPath, sizeof(szPath), cpSource);
-    FILE* fpSource = fopen(szPath, "r");
+    FILE* fpSource = fpOpenText(szPath, cBuffer);
     if (fpSource == nullptr) {
-        fprintf(fpTrace, "%s   File %s not found\n", cpStamp, szPath);
+        v_JOIN(szMissing, sizeof(szMissing), "File ", szPath, " not found");
+        vPutCopied(fpTrace, cpStamp, "", "   ", szMissing);
         if (strLog->iVerify != 0)
-            fprintf(stderr, "%s File %s not found\n", cpStamp, szPath);
+            vPutCopied(stderr, cpStamp, "", " ", szMissing);
         return;
     }
     while (fgets(szPiece, sizeof(szPiece) - 1, fpSource) != nullptr) {
         vCutLastCharacter(szPiece);
-        fprintf(fpTrace, "%s%s    %s\n", cpStamp, strLog->szIns, szPiece);
+        vPutCopied(fpTrace, cpStamp, strLog->szIns, "    ", szPiece);
         if (strLog->iVerify != 0)
-            fprintf(stderr, "%s%s %s\n", cpStamp, strLog->szIns, szPiece);
+            vPutCopied(stderr, cpStamp, strLog->szIns, " ", szPiece);
     }
     fclose(fpSource);
+}
+
+// Writes the line to standard error when the record asks for it, and appends it, or the file
+// cpCopied in its place, to the trace file.
+static void vPutLine(const str_log* strLog, const char* cpStamp, const char* cpLine,
+                     size_t uiLength, const char* cpCopied)
+{
+    if (strLog->iVerify != 0)
+        fwrite(cpLine, 1, uiLength, stderr);
+    FILE* fpTrace = fpOpenLog(strLog->szFile);
+    if (fpTrace == nullptr)
+        return;
+    if (cpCopied != nullptr)
+        vCopyFile(strLog, fpTrace, cpStamp, cpCopied);
+    else
+        fwrite(cpLine, 1, uiLength, fpTrace);
+    fclose(fpTrace);
+}
+
+// Puts the time of day into szStamp; zeros when the clock shows a time that has no date.
+static void vStamp(char (&szStamp)[32])
+{
+    const time_t tNow = time(nullptr);
+    const struct tm tmNone = {};
+    const struct tm* pNow = localtime(&tNow);
+    if (pNow == nullptr)
+        pNow = &tmNone;
+    snprintf(szStamp, sizeof(szStamp), "%2d:%02d:%02d#", pNow->tm_hour, pNow->tm_min, pNow->tm_sec);
 }
 
 // The format is put together from the time stamp, the indentation and the caller's, which was
@@ -207,35 +219,38 @@ static void vCopyFile(const str_log* strLog, FILE* fpTrace, const char* cpStamp,
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 
-// Writes the line to standard error when the record asks for it, and appends it to the trace file.
+// Puts the line together and writes it. However long it is, it ends in a line feed: the next one
+// would be taken for a part of it.
 static void vWriteLine(const str_log* strLog, const char* cpFormat, va_list vaArguments)
 {
     char szStamp[32];
     char szFormat[1024];
-    char szLine[8192];
+    char szOrdinary[2048] = "";
+    char* cpLong = nullptr;
+    va_list vaFirst;
     if (strLog->iVerify == 0 && strLog->szFile[0] == '\0')
         return; // no log is configured: the line has nowhere to go
-    const time_t tNow = time(nullptr);
-    const struct tm* pNow = localtime(&tNow);
-    snprintf(szStamp, sizeof(szStamp), "%2d:%02d:%02d#", pNow->tm_hour, pNow->tm_min, pNow->tm_sec);
-    snprintf(szFormat, sizeof(szFormat), "%s%s %s\n", szStamp, strLog->szIns, cpFormat);
-    va_list vaCopy;
-    va_copy(vaCopy, vaArguments);
-    int iLength = vsnprintf(szLine, sizeof(szLine), szFormat, vaCopy);
-    va_end(vaCopy);
-    if (iLength >= (int)sizeof(szLine))
-        iLength = (int)sizeof(szLine) - 1;
-    const size_t uiLength = iLength > 0 ? (size_t)iLength : 0; // a "%c" may have put a NUL inside
-    if (strLog->iVerify != 0)
-        fwrite(szLine, 1, uiLength, stderr);
-    FILE* fpTrace = fopen(strLog->szFile, "a");
-    if (fpTrace == nullptr)
-        return;
-    if (strcmp(cpFormat, "COPY_FILE") == 0)
-        vCopyFile(strLog, fpTrace, szStamp, va_arg(vaArguments, const char*));
-    else
-        fwrite(szLine, 1, uiLength, fpTrace);
-    fclose(fpTrace);
+    vStamp(szStamp);
+    if (snprintf(szFormat, sizeof(szFormat), "%s%s %s\n", szStamp, strLog->szIns, cpFormat) >=
+        (int)sizeof(szFormat))
+        szFormat[sizeof(szFormat) - 2] = '\n';
+    va_copy(vaFirst, vaArguments);
+    int iLength = vsnprintf(szOrdinary, sizeof(szOrdinary), szFormat, vaFirst);
+    va_end(vaFirst);
+    if (iLength >= (int)sizeof(szOrdinary) && (cpLong = (char*)calloc(1, (size_t)iLength + 1))) {
+        va_copy(vaFirst, vaArguments);
+        vsnprintf(cpLong, (size_t)iLength + 1, szFormat, vaFirst);
+        va_end(vaFirst);
+    } else if (iLength < 0 || iLength >= (int)sizeof(szOrdinary)) {
+        // What could be put together of it, when there is no memory or it cannot be expanded.
+        szOrdinary[sizeof(szOrdinary) - 2] = '\0';
+        v_APPEND(szOrdinary, sizeof(szOrdinary), "\n");
+        iLength = (int)strlen(szOrdinary);
+    }
+    // The length is not that of the text where a "%c" has put a NUL inside.
+    vPutLine(strLog, szStamp, cpLong != nullptr ? cpLong : szOrdinary, (size_t)iLength,
+             strcmp(cpFormat, "COPY_FILE") == 0 ? va_arg(vaArguments, const char*) : nullptr);
+    free(cpLong);
 }
 
 #pragma GCC diagnostic pop

@@ -1,17 +1,7 @@
 // The trace log: one text file per module, switched on and given a level in debug.ini.
 #pragma once
 
-// Language of the messages that exist in several.
-enum LANGUAGES {
-    LANG_EN = 0,
-    LANG_DE = 1,
-    LANG_BA = 2,
-    LANG_FR = 3,
-    LANG_HR = 4,
-};
-
-// Written by v_set_log_main, read wherever a message exists in several languages.
-extern LANGUAGES eLang;
+#include "cm_language.h"
 
 // The trace record of a module.
 struct str_log {
@@ -28,20 +18,20 @@ struct str_log {
             WRITE_TRACE((pRecord), __VA_ARGS__);                                                   \
     } while (0)
 
-// Returns the text of the current language; Croatian readers get English.
-const char* c_IN_LANGUAGE(const char* cpEnglish, const char* cpGerman, const char* cpBavarian,
-                          const char* cpFrench)
-    __attribute__((format_arg(1), format_arg(2), format_arg(3), format_arg(4)));
+// The process's default record: the first that v_set_log_main set up, for routines of the library
+// that are given none. mvk itself calls none of those.
+extern str_log strLocalLog;
 
 // Sets strLog up for the trace file cpKeyFile (a name, or a path that holds the log directory) and
-// the module cpKeyDebug, and reads the language of messages. Without a configured log directory
-// the record stays as it is and a FATAL text goes to standard error; the program goes on.
+// the module cpKeyDebug, and reads the language of messages into eLang. Without a configured log
+// directory the record stays as it is and a FATAL text goes to standard error; the program goes on.
 void v_set_log_main(const char* cpKeyFile, const char* cpKeyDebug, str_log* strLog);
 
 // Returns the level of module cpInput in debug.ini; 0 when the file or the entry is missing.
 int log_check(const char* cpInput);
 
 // Writes one line, printf manner, to the trace file of strLog, whatever its level; errno survives.
+// The line may be of any length and goes out in one piece, the format is cut at 1022 characters.
 // A format that begins with "+" opens a nesting level, one with "-" closes it. The format
 // "COPY_FILE" with a path copies that file. A trace file that cannot be opened loses the line.
 void WRITE_TRACE(str_log* strLog, const char* cpFormat, ...) __attribute__((format(printf, 2, 3)));
