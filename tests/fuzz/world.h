@@ -40,6 +40,8 @@ FILE* fpFuzzOpen(const char* cpPath, const char* cpMode);
 #define write(...) iFuzzWrite(__VA_ARGS__)
 #define fcntl(...) iFuzzCall("", __VA_ARGS__)
 #define ftruncate(...) iFuzzCall("", __VA_ARGS__)
+// Every lock file is a regular one.
+#define fstat(iFD, pStatus) (*(pStatus) = {}, (pStatus)->st_nlink = 1, (pStatus)->st_mode = S_IFREG, (iFD) & 0)
 #define stat(...) iFuzzCall(__VA_ARGS__)
 #define mkdir(...) iFuzzCall(__VA_ARGS__)
 #define unlink(...) iFuzzCall(__VA_ARGS__)

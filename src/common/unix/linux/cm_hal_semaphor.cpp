@@ -1,14 +1,15 @@
 // Named semaphores between processes: files in the work directory under an exclusive POSIX record
-// lock, which the kernel drops when the holder ends.
+// lock, which the kernel drops when the holder ends. Stands on the lock file, on symbolic paths
+// (cm_kernel) and on the trace log.
 #include "cm_hal_semaphor.h"
 
 #include "cm_common.h"
 #include "cm_kernel.h"
+#include "cm_lock_file.h"
 
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -27,46 +28,22 @@ struct SEMA_CALL {
     char szPath[2048]; // the lock file
 };
 
-void log_error(EXIT_STATE eState, const char* cpMsg, const str_log* pStrLogExtern,
-               const str_log* pStrLogCaller)
-{
-    static const char szStates[][8] = {"SUCCESS", "WARNING", "ERROR", "FATAL"};
-    const int iErrno = errno;
-    const char* cpError = strerror(iErrno);
-    // Copies, so that a report never changes the nesting of the caller's record.
-    if (pStrLogExtern != nullptr && pStrLogExtern->iFlg > 0) {
-        str_log strCopy = *pStrLogExtern;
-        WRITE_TRACE(&strCopy, "%s: %s: (%d) %s", szStates[eState], cpMsg, iErrno, cpError);
-    }
-    if (pStrLogCaller != nullptr && pStrLogCaller->iFlg > 0) {
-        str_log strCopy = *pStrLogCaller;
-        WRITE_TRACE(&strCopy, "[%6d] %s: %s: (%d) %s", getpid(), szStates[eState], cpMsg, iErrno,
-                    cpError);
-    }
-    if (eState == KQ_FATAL) {
-        printf("STATUS=%s MSG=%s: (%d) %s\n", szStates[eState], cpMsg, iErrno, cpError);
-        exit(3);
-    }
-}
-
+// Reports something that the call goes on after.
 static void vReport(const SEMA_CALL* pCall, EXIT_STATE eState, const char* cpMsg)
 {
     log_error(eState, cpMsg, pCall->pCaller, pCall->pOwn);
 }
 
-// Asks for the exclusive lock on the whole file. Returns 0, or -1 with errno.
-static int iLockFile(int iFD, int iCommand)
+// Reports what the call cannot go on after, and ends the process.
+[[noreturn]] static void vReportAndExit(const SEMA_CALL* pCall, const char* cpMsg)
 {
-    struct flock strLock = {};
-    strLock.l_type = F_WRLCK;
-    strLock.l_whence = SEEK_SET;
-    return fcntl(iFD, iCommand, &strLock);
+    log_fatal(cpMsg, pCall->pCaller, pCall->pOwn);
 }
 
 static void vEmptyFile(const SEMA_CALL* pCall)
 {
     if (ftruncate(pCall->pS->hSema, 0) != 0)
-        vReport(pCall, KQ_FATAL, "failed to truncate lock file");
+        vReportAndExit(pCall, "failed to truncate lock file");
 }
 
 // An inquiry in between, on a copy that leaves the caller's descriptor alone. Returns its result
@@ -77,14 +54,13 @@ static int iInquireCopy(const SEMA_CALL* pCall, SCT_SEMA* pInquiry)
     return i_SEMA('?', pInquiry, *pCall->pOwn);
 }
 
-// Composes and reports "another process ... is holding semaphore ..." into pS->szMsg.
-static void vReportHolder(const SEMA_CALL* pCall, const SCT_SEMA* pInquiry)
+// Composes "another process ... is holding semaphore ..." in cpMsg of uiSize bytes and reports it.
+static void vReportHolder(const SEMA_CALL* pCall, const SCT_SEMA* pInquiry, char* cpMsg,
+                          size_t uiSize)
 {
-    SCT_SEMA* pS = pCall->pS;
-    v_JOIN(pS->szMsg, sizeof(pS->szMsg), "another process ", pInquiry->szMsg,
-           " is holding semaphore ");
-    v_APPEND(pS->szMsg, sizeof(pS->szMsg), pS->szSema);
-    vReport(pCall, KQ_WARNING, pS->szMsg);
+    v_JOIN(cpMsg, uiSize, "another process ", pInquiry->szMsg, " is holding semaphore ");
+    v_APPEND(cpMsg, uiSize, pInquiry->szSema);
+    vReport(pCall, KQ_WARNING, cpMsg);
 }
 
 // Opens the lock file into hSema, making it and its directory when they are missing.
@@ -93,7 +69,7 @@ static void vOpenLockFile(const SEMA_CALL* pCall)
     static const char szFailed[] = "failed to open lock file";
     SCT_SEMA* pS = pCall->pS;
     TRACE_ABOVE(pCall->pOwn, 0, "[%6d] open lock file %s", pCall->iPid, pCall->szPath);
-    pS->hSema = open(pCall->szPath, O_WRONLY | O_CREAT, 0644);
+    pS->hSema = iOpenLockFile(pCall->szPath, O_WRONLY | O_CREAT);
     if (pS->hSema >= 0)
         return;
     if (errno == ENOENT) {
@@ -111,14 +87,16 @@ static void vOpenLockFile(const SEMA_CALL* pCall)
         }
         // EEXIST: another run made the directory at the same time.
         if (bMade || iErrno == EEXIST) {
-            pS->hSema = open(pCall->szPath, O_WRONLY | O_CREAT, 0644);
+            pS->hSema = iOpenLockFile(pCall->szPath, O_WRONLY | O_CREAT);
+            // A file that came into being in between has to have a descriptor of its own: 0 in the
+            // record stands for a semaphore that is not held.
             if (pS->hSema > 0)
                 return;
         }
         if (!bMade)
             errno = iErrno;
     }
-    vReport(pCall, KQ_FATAL, szFailed);
+    vReportAndExit(pCall, szFailed);
 }
 
 // "*" did not get the lock: says who holds it. The descriptor stays open, without the lock.
@@ -130,7 +108,7 @@ static int iReportOccupied(const SEMA_CALL* pCall)
     vReport(pCall, KQ_WARNING, szOccupied);
     v_COPY(pCall->pS->szMsg, sizeof(pCall->pS->szMsg), szByAnother);
     if (iInquireCopy(pCall, &strInquiry)) {
-        vReportHolder(pCall, &strInquiry);
+        vReportHolder(pCall, &strInquiry, pCall->pS->szMsg, sizeof(pCall->pS->szMsg));
     } else {
         vReport(pCall, KQ_WARNING, szOccupied);
         v_COPY(pCall->pS->szMsg, sizeof(pCall->pS->szMsg), szByAnother);
@@ -146,14 +124,14 @@ static int iAcquire(const SEMA_CALL* pCall, bool bWait)
     if (iLockFile(pS->hSema, bWait ? F_SETLKW : F_SETLK) != 0) {
         if (!bWait)
             return iReportOccupied(pCall);
-        vReport(pCall, KQ_FATAL, "file lock with fcntl() failed");
+        vReportAndExit(pCall, "file lock with fcntl() failed");
     }
     vEmptyFile(pCall);
     snprintf(szHolder, sizeof(szHolder), "%d %s", pCall->iPid, pS->szCaller);
     const size_t uiLength = strlen(szHolder);
     errno = 0; // a short write leaves it alone
     if (write(pS->hSema, szHolder, uiLength) != (ssize_t)uiLength)
-        vReport(pCall, KQ_FATAL, "writing pid into lock file failed");
+        vReportAndExit(pCall, "writing pid into lock file failed");
     const int iFlags = fcntl(pS->hSema, F_GETFD);
     if (iFlags < 0)
         vReport(pCall, KQ_ERROR, "fcntl with F_GETFD failed");
@@ -176,12 +154,14 @@ static int iRelease(const SEMA_CALL* pCall)
         }
     } else {
         SCT_SEMA strInquiry;
-        if (iInquireCopy(pCall, &strInquiry)) {
-            vReportHolder(pCall, &strInquiry);
-        } else {
-            v_COPY(pS->szMsg, sizeof(pS->szMsg), strInquiry.szMsg);
+        char szWarning[sizeof(strInquiry.szMsg) + 128];
+        const bool bHeld = iInquireCopy(pCall, &strInquiry) != 0;
+        // The text stays the inquiry's: it names the holder.
+        v_COPY(pS->szMsg, sizeof(pS->szMsg), strInquiry.szMsg);
+        if (bHeld)
+            vReportHolder(pCall, &strInquiry, szWarning, sizeof(szWarning));
+        else
             TRACE_ABOVE(pCall->pOwn, 0, "[%6d] - %s", pCall->iPid, pS->szMsg);
-        }
     }
     TRACE_ABOVE(pCall->pOwn, 1, "[%6d] - reset", pCall->iPid);
     pS->hSema = 0;
@@ -194,7 +174,7 @@ static int iOpenForInquiry(const SEMA_CALL* pCall)
 {
     SCT_SEMA* pS = pCall->pS;
     TRACE_ABOVE(pCall->pOwn, 1, "[%6d] open semaphore file %s", pCall->iPid, pCall->szPath);
-    pS->hSema = open(pCall->szPath, O_RDWR);
+    pS->hSema = iOpenLockFile(pCall->szPath, O_RDWR);
     if (pS->hSema >= 0)
         return -1;
     if (errno == ENOENT) {

@@ -2,15 +2,7 @@
 // lock, which the kernel drops when the holder ends.
 #pragma once
 
-#include "cm_trace.h"
-
-// Severity of a report.
-enum EXIT_STATE {
-    KQ_SUCCESS = 0,
-    KQ_WARNING = 1,
-    KQ_ERROR = 2,
-    KQ_FATAL = 3,
-};
+#include "cm_report.h"
 
 // A caller's view of one semaphore; zero-filled, then szSema and szCaller set.
 struct SCT_SEMA {
@@ -30,8 +22,3 @@ struct SCT_SEMA {
 // The text in pS->szMsg says more. A lock file that cannot be opened, locked, emptied or written
 // ends the process with status 3 (see log_error).
 int i_SEMA(char cFunction, SCT_SEMA* pS, str_log strOldLog);
-
-// Reports cpMsg with the current errno to each of the two trace records that is given and switched
-// on. KQ_FATAL also prints the result line on standard output and ends the process with status 3.
-void log_error(EXIT_STATE eState, const char* cpMsg, const str_log* pStrLogExtern,
-               const str_log* pStrLogCaller);
