@@ -1,9 +1,10 @@
-// Configuration roots and the store of global variables.
+// Configuration roots, which stand on the reader of INI files, and the store of global variables,
+// which stands on the configuration and the protocol log (cm_kernel).
 #include "cm_hal_unix.h"
 
 #include "cm_common.h"
 #include "cm_kernel.h"
-#include "cm_trace.h"
+#include "cm_language.h"
 
 #include <dirent.h>
 #include <errno.h>
@@ -17,11 +18,12 @@
 int i_GET_ROOT_FOR_INI(const char* cpIdentifier, char* cpValue, int iLengthValue, char* cpMsg,
                        int iLengthMsg)
 {
-    char szArray[3][128] = {"/etc/tarvo2000.ini", "/etc/opt/tarvo/tarvo.ini", ""};
+    char szEnvironment[128];
+    const char* const szArray[] = {"/etc/tarvo2000.ini", "/etc/opt/tarvo/tarvo.ini", szEnvironment};
     int iFALLBACK_ARRAY_ELEMENTS = 1;
     const char* cpEnvironment = getenv("TARVO_INI");
     if (cpEnvironment != nullptr) {
-        v_COPY(szArray[2], sizeof(szArray[2]), cpEnvironment);
+        v_COPY(szEnvironment, sizeof(szEnvironment), cpEnvironment);
         iFALLBACK_ARRAY_ELEMENTS = 2;
     }
     for (int i = iFALLBACK_ARRAY_ELEMENTS; i >= 0; i--) {
@@ -107,21 +109,17 @@ static int iJoinLines(FILE* fdIn, char* cpLine, char (&szBuf)[iGLBV_VALUE_SIZE])
     return iLines;
 }
 
-// Reports on standard error and in the protocol that cpFile exists but cannot be opened; cpValue is
-// the text of the error so far. The protocol asks the store for its own file: a report that leads
-// back to the same file is not made twice.
-static void vReportUnreadable(const char* cpFile, char* cpValue, int iErrno)
+// Reports on standard error and in the protocol that cpFile, the variable cpName, exists but cannot
+// be opened; cpValue is the text of the error so far. The store and the protocol log need each
+// other: the log reads the name of its file from here. That one variable is not reported to the
+// log, which would ask for it again and again; every other report ends there.
+static void vReportUnreadable(const char* cpFile, const char* cpName, char* cpValue, int iErrno)
 {
-    static const char* cpReported = "";
-    const char* cpOuter = cpReported;
     v_APPEND(cpValue, iGLBV_VALUE_SIZE, ": ");
     v_APPEND(cpValue, iGLBV_VALUE_SIZE, strerror(iErrno));
-    if (strcmp(cpFile, cpReported) == 0)
-        return;
-    cpReported = cpFile;
     fprintf(stderr, "glbv() read %s failed: %s (%d)\n", cpFile, strerror(iErrno), iErrno);
-    PROT("Error: GLBV: %s", cpValue);
-    cpReported = cpOuter;
+    if (strcmp(cpName, szPROT_VARIABLE) != 0)
+        PROT("Error: GLBV: %s", cpValue);
 }
 
 // Reads cpFile into cpValue, which becomes the error text when there is nothing to read. Returns
@@ -134,7 +132,7 @@ static bool bReadVariable(const char* cpFile, const char* cpName, char* cpValue)
         const int iErrno = errno;
         v_JOIN(cpValue, iGLBV_VALUE_SIZE, "?? GLBV ", cpName, " not existing");
         if (iErrno != ENOENT)
-            vReportUnreadable(cpFile, cpValue, iErrno);
+            vReportUnreadable(cpFile, cpName, cpValue, iErrno);
         return false;
     }
     const int iLines = iJoinLines(fdIn, cpValue, szBuf);

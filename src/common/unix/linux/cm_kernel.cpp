@@ -1,8 +1,10 @@
 // Access to the product's main configuration by key, resolution of symbolic paths, the protocol
-// log, and the time stamps and text splitting that it is made of.
+// log, and the time stamps and text splitting that it is made of. Stands on the configuration roots
+// and the store of global variables (cm_hal_unix) and on the reader of INI files.
 #include "cm_kernel.h"
 
 #include "cm_common.h"
+#include "cm_file.h"
 #include "cm_hal_unix.h"
 
 #include <errno.h>
@@ -17,7 +19,7 @@
 int i_READ_INI(const char* cpIdentifier, const char* cpSection, const char* cpKey, char* cpValue,
                int iLengthValue, char* cpMsg, int iLengthMsg)
 {
-    char szReturnValue[1024] = "";
+    char szReturnValue[1024];
     char szTmp[256];
     const size_t uiLengthValue = iLengthValue > 0 ? (size_t)iLengthValue : 0;
     v_COPY(cpValue, uiLengthValue, "");
@@ -58,7 +60,11 @@ int resolve_path(char* cpOrigPath, int iLength)
 static const size_t uiTAG_SIZE = 12;
 static const size_t uiTEXT_START = 13;
 
-// One message on its way into the protocol file.
+// Room for an expanded message with its NUL.
+static const int iOUTPUT_SIZE = 5120;
+
+// One message on its way into the protocol file, which is open without a buffer: each line goes out
+// with one write, because other programs append to the same file.
 struct PROT_MESSAGE {
     FILE* fpProt;
     char szTime[iTIME_SIZE];
@@ -82,7 +88,8 @@ static void vReportShortened(const PROT_MESSAGE* pMessage, int iSize, int iNeede
 static void vCheckFormat(const PROT_MESSAGE* pMessage, const char* cpFormat)
 {
     const char* cpPercent = strchr(pMessage->szPrefix, '%');
-    char szWhat[3072];
+    char szWhat[128]; // a tag holds 12 characters, a format that is too short as many
+    char szLine[256];
     if (cpPercent != nullptr)
         snprintf(szWhat, sizeof(szWhat), "prefix with format argument '%.2s': >%s<\n", cpPercent,
                  pMessage->szPrefix);
@@ -93,21 +100,23 @@ static void vCheckFormat(const PROT_MESSAGE* pMessage, const char* cpFormat)
         return;
     fprintf(stderr, "PROT: WARNING: %s%s", cpPercent != nullptr ? "invalid usage of PROT: " : "",
             szWhat);
-    fprintf(pMessage->fpProt, "%s W999-BASICS [%6d]: Invalid usage of PROT: %s", pMessage->szTime,
-            pMessage->iPid, szWhat);
+    snprintf(szLine, sizeof(szLine), "%s W999-BASICS [%6d]: Invalid usage of PROT: %s",
+             pMessage->szTime, pMessage->iPid, szWhat);
+    fputs(szLine, pMessage->fpProt);
 }
 
-// Writes cpText line by line; the first line brings its heading along. Each line goes out with one
-// write, because other programs append to the same file.
+// Writes cpText line by line; the first line brings its heading along.
 static void vWriteLines(const PROT_MESSAGE* pMessage, const char* cpText)
 {
+    char szHeading[64] = "";
+    char szLine[iOUTPUT_SIZE + sizeof(szHeading)];
     const char* cpLine = cm_strtok(cpText, '\n');
-    fprintf(pMessage->fpProt, "%s\n", cpLine);
-    fflush(pMessage->fpProt);
-    while ((cpLine = cm_strtok(nullptr, '\n')) != nullptr) {
-        fprintf(pMessage->fpProt, "%s %s[%6d]: %s\n", pMessage->szTime, pMessage->szPrefix,
-                pMessage->iPid, cpLine);
-        fflush(pMessage->fpProt);
+    while (cpLine != nullptr) {
+        v_JOIN(szLine, sizeof(szLine), szHeading, cpLine, "\n");
+        fputs(szLine, pMessage->fpProt);
+        snprintf(szHeading, sizeof(szHeading), "%s %s[%6d]: ", pMessage->szTime, pMessage->szPrefix,
+                 pMessage->iPid);
+        cpLine = cm_strtok(nullptr, '\n');
     }
 }
 
@@ -115,7 +124,8 @@ static void vWriteLines(const PROT_MESSAGE* pMessage, const char* cpText)
 // product has none, otherwise 1.
 static int iProtocolFile(char (&fn)[iGLBV_VALUE_SIZE])
 {
-    char szName[] = "gv_prot";
+    char szName[sizeof(szPROT_VARIABLE)];
+    v_COPY(szName, sizeof(szName), szPROT_VARIABLE);
     if (glbv('r', szName, fn)[0] != '?')
         return 1;
     fputs("\nNo gv_prot defined! kq_start_all necessary!\n", stderr);
@@ -130,7 +140,7 @@ static int iProtocolFile(char (&fn)[iGLBV_VALUE_SIZE])
 static void vExpandMessage(const PROT_MESSAGE* pMessage, const char* cpFormat, va_list vaArguments)
 {
     char szFormat[2560];
-    char szOutput[5120] = "";
+    char szOutput[iOUTPUT_SIZE] = "";
     const char* cpText = strlen(cpFormat) < uiTEXT_START ? "" : cpFormat + uiTEXT_START;
     int iNeeded = snprintf(szFormat, sizeof(szFormat), "%s %s[%6d]: %s", pMessage->szTime,
                            pMessage->szPrefix, pMessage->iPid, cpText);
@@ -146,14 +156,9 @@ static void vExpandMessage(const PROT_MESSAGE* pMessage, const char* cpFormat, v
 
 void PROT(const char* cpFormat, ...)
 {
-    // The store reports its own failures here, and the name of the file comes from the store.
-    static bool bActive = false;
     char fn[iGLBV_VALUE_SIZE] = "";
     PROT_MESSAGE strMessage = {nullptr, ".", "", getpid()};
-    if (bActive)
-        return;
-    bActive = true;
-    if (iProtocolFile(fn) && (strMessage.fpProt = fopen(fn, "a")) != nullptr) {
+    if (iProtocolFile(fn) && (strMessage.fpProt = fpOpenLog(fn)) != nullptr) {
         va_list vaArguments;
         time_get(strMessage.szTime)[19] = '\0';
         v_COPY(strMessage.szPrefix, uiTAG_SIZE + 1, cpFormat);
@@ -163,7 +168,6 @@ void PROT(const char* cpFormat, ...)
         va_end(vaArguments);
         fclose(strMessage.fpProt);
     }
-    bActive = false;
 }
 
 // Adds iAmount to the field *ipField of a broken-down time, staying inside int.
@@ -222,17 +226,30 @@ static void vApplyRequest(const char* cpTime, struct tm* pTime)
     pTime->tm_isdst = -1;
 }
 
+// Returns the local time tTime. A time that has no date becomes the last one of 32 bits, and the
+// epoch when that has none either.
+static struct tm tmLocalTime(time_t tTime)
+{
+    const time_t tLast = INT32_MAX;
+    struct tm tmEpoch = {};
+    const struct tm* pTime = localtime(&tTime);
+    if (pTime == nullptr)
+        pTime = localtime(&tLast);
+    if (pTime != nullptr)
+        return *pTime;
+    tmEpoch.tm_year = 70;
+    tmEpoch.tm_mday = 1;
+    return tmEpoch;
+}
+
 char* time_get(char* cpTime)
 {
-    time_t tNow = time(nullptr);
-    struct tm tmTime = *localtime(&tNow);
+    struct tm tmTime = tmLocalTime(time(nullptr));
     vTakeAbsoluteTime(cpTime, &tmTime);
     vApplyRequest(cpTime, &tmTime);
     errno = 0;
-    if (mktime(&tmTime) == (time_t)-1 && errno != 0) {
-        tNow = INT32_MAX;
-        tmTime = *localtime(&tNow);
-    }
+    if (mktime(&tmTime) == (time_t)-1 && errno != 0)
+        tmTime = tmLocalTime(INT32_MAX);
     // A year beyond 9999 makes the text longer than the answer; it is cut then.
     char szAnswer[64] = "";
     if (cpTime[0] == 'I')

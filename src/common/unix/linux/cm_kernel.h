@@ -5,6 +5,9 @@
 // Size in bytes of the buffer that time_get writes its answer into.
 enum { iTIME_SIZE = 25 };
 
+// The global variable that names the protocol file.
+inline constexpr char szPROT_VARIABLE[] = "gv_prot";
+
 // Reads cpKey of cpSection (with brackets) from the file that the root key cpIdentifier names;
 // a null or empty cpIdentifier means "KQ_INI".
 // cpValue, iLengthValue: receives the value with its NUL; "" when there is none.
@@ -18,7 +21,7 @@ int i_READ_INI(const char* cpIdentifier, const char* cpSection, const char* cpKe
 // it is when there is no such key. Always returns 1.
 int resolve_path(char* cpOrigPath, int iLength);
 
-// Writes one message, printf manner, to the protocol file that the global variable "gv_prot" names.
+// Writes one message, printf manner, to the protocol file that szPROT_VARIABLE names.
 // Characters 0 to 11 of cpFormat are the message tag, 12 is a blank, 13 onward is the text; each
 // line of the text gets the heading of its own. Silent when the file cannot be opened; lines on
 // standard error when "gv_prot" is missing, the tag is malformed or the text too long.
