@@ -6,31 +6,39 @@
 
 #include <string.h>
 
+// Hands cpFound out as the value. Returns 1, or 0 with the reason in cpMsg when it is empty.
+static int iDeliver(const char* cpFound, char* cpValue, int iLengthValue, char* cpMsg,
+                    size_t uiLengthMsg)
+{
+    v_COPY(cpValue, iLengthValue > 0 ? (size_t)iLengthValue : 0, cpFound);
+    v_COPY(cpMsg, uiLengthMsg,
+           cpFound[0] != '\0' ? "" : "i_GetPrivateProfileString: KEY VALUE NOT FOUND.");
+    return cpFound[0] != '\0';
+}
+
 int i_GetPrivateProfileString(const char* cpFilename, const char* cpSection, const char* cpKey,
                               char* cpValue, int iLengthValue, char* cpMsg, int iLengthMsg)
 {
     INI_SECTION strSection;
     REQUEST strRequest;
-    strRequest.iLengthValue = iLengthValue;
-    strRequest.cpMsg = cpMsg;
-    strRequest.uiLengthMsg = iLengthMsg > 0 ? (size_t)iLengthMsg : 0;
-    v_COPY(cpMsg, strRequest.uiLengthMsg, "");
+    const size_t uiLengthMsg = iLengthMsg > 0 ? (size_t)iLengthMsg : 0;
     vOpenSection(&strSection, cpFilename, cpSection);
-    const char* cpLine = cpFindKey(&strSection, cpKey);
+    const bool bFound = cpFindKey(&strSection, cpKey) != nullptr;
     vCloseSection(&strSection);
-    if (cpLine == nullptr) {
-        vExplainSearch(strSection.eSearch, cpFilename, cpSection, cpKey, cpMsg,
-                       strRequest.uiLengthMsg);
+    if (!bFound) {
+        vExplainSearch(strSection.eSearch, cpFilename, cpSection, cpKey, cpMsg, uiLengthMsg);
         return 0;
     }
-    v_COPY(strRequest.szValue, sizeof(strRequest.szValue), strchr(cpLine, '=') + 1);
-    vCutTrailingBlanks(strRequest.szValue);
-    const OUTCOME eOutcome = bHasReference(strRequest.szValue)
-                                 ? eResolve(cpFilename, cpSection, cpKey, &strRequest)
-                                 : eJudgeValue(&strRequest);
-    if (eOutcome == OUTCOME_FOUND || eOutcome == OUTCOME_EMPTY)
-        v_COPY(cpValue, iLengthValue > 0 ? (size_t)iLengthValue : 0, strRequest.szValue);
-    if (eOutcome == OUTCOME_FOUND)
-        v_COPY(cpMsg, strRequest.uiLengthMsg, "");
-    return eOutcome == OUTCOME_FOUND;
+    char* cpFound = strchr(strSection.szLine, '=') + 1;
+    vCutTrailingBlanks(cpFound);
+    if (!bHasReference(cpFound))
+        return iDeliver(cpFound, cpValue, iLengthValue, cpMsg, uiLengthMsg);
+    strRequest.iLengthValue = iLengthValue;
+    strRequest.cpMsg = cpMsg;
+    strRequest.uiLengthMsg = uiLengthMsg;
+    v_COPY(cpMsg, uiLengthMsg, "");
+    const OUTCOME eOutcome = eResolve(cpFilename, cpSection, cpKey, &strRequest);
+    if (eOutcome != OUTCOME_FOUND && eOutcome != OUTCOME_EMPTY)
+        return 0;
+    return iDeliver(strRequest.szValue, cpValue, iLengthValue, cpMsg, uiLengthMsg);
 }

@@ -27,8 +27,9 @@ int i_GET_ROOT_FOR_INI(const char* cpIdentifier, char* cpValue, int iLengthValue
         iFALLBACK_ARRAY_ELEMENTS = 2;
     }
     for (int i = iFALLBACK_ARRAY_ELEMENTS; i >= 0; i--) {
-        if (i_GetPrivateProfileString(szArray[i], "", cpIdentifier, cpValue, iLengthValue, cpMsg,
-                                      iLengthMsg))
+        // Why a candidate does not have the key is of no interest.
+        if (i_GetPrivateProfileString(szArray[i], "", cpIdentifier, cpValue, iLengthValue, nullptr,
+                                      0))
             return 1;
     }
     v_COPY(cpValue, iLengthValue > 0 ? (size_t)iLengthValue : 0, "");

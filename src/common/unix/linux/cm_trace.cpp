@@ -23,10 +23,12 @@ static int iIndex;
 static void vReportMissingKey(const char* cpWho, const char* cpKey)
 {
     static const char szEnglish[] = "E003-BASICS  %s > %s not yet existing - please restart TARVO.";
+    char szText[64];
     PROT(c_IN_LANGUAGE(szEnglish, "E003-BASICS  %s > %s existiert noch nicht - Neustart",
                        "E003-BASICS  %s > %s gibds no nedd - Neistart", szEnglish),
          cpWho, cpKey);
-    fprintf(stderr, "FATAL: SET_LOG_MAIN: %s not set", cpKey);
+    v_JOIN(szText, sizeof(szText), "FATAL: SET_LOG_MAIN: ", cpKey, " not set");
+    fputs(szText, stderr);
 }
 
 // Cuts the last character of cpLine, whatever it is. Lines of debug.ini and of copied files end in
@@ -159,7 +161,7 @@ static void vPutCopied(FILE* fpTo, const char* cpStamp, const char* cpIndent, co
     fwrite(szLine, 1, strlen(szLine), fpTo);
 }
 
-// Copies the file cpSource into the trace file fpTrace, each line behind cpStamp ("H:MM:SS#") and
+// Copies the file cpSource into the trace file fpTrace, each line behind cpStamp ("HH:MM:SS#") and
 // the indentation, and to standard error when the record asks for it.
 static void vCopyFile(const str_log* strLog, FILE* fpTrace, const char* cpStamp,
                       const char* cpSource)
@@ -203,15 +205,28 @@ static void vPutLine(const str_log* strLog, const char* cpStamp, const char* cpL
     fclose(fpTrace);
 }
 
-// Puts the time of day into szStamp; zeros when the clock shows a time that has no date.
-static void vStamp(char (&szStamp)[32])
+// Puts a number below 100, padded with cPad to two digits, and cBehind into cpTo. With snprintf the
+// stamp is a third of the work on a line.
+static void vTwoDigits(char* cpTo, int iNumber, char cPad, char cBehind)
+{
+    cpTo[0] = iNumber < 10 ? cPad : (char)('0' + iNumber / 10);
+    cpTo[1] = (char)('0' + iNumber % 10);
+    cpTo[2] = cBehind;
+}
+
+// Puts the time of day, "HH:MM:SS#", into szStamp; zeros when the clock shows a time that has no
+// date.
+static void vStamp(char (&szStamp)[10])
 {
     const time_t tNow = time(nullptr);
     const struct tm tmNone = {};
     const struct tm* pNow = localtime(&tNow);
     if (pNow == nullptr)
         pNow = &tmNone;
-    snprintf(szStamp, sizeof(szStamp), "%2d:%02d:%02d#", pNow->tm_hour, pNow->tm_min, pNow->tm_sec);
+    vTwoDigits(szStamp, pNow->tm_hour, ' ', ':');
+    vTwoDigits(szStamp + 3, pNow->tm_min, '0', ':');
+    vTwoDigits(szStamp + 6, pNow->tm_sec, '0', '#');
+    szStamp[9] = '\0';
 }
 
 // The format is put together from the time stamp, the indentation and the caller's, which was
@@ -223,7 +238,7 @@ static void vStamp(char (&szStamp)[32])
 // would be taken for a part of it.
 static void vWriteLine(const str_log* strLog, const char* cpFormat, va_list vaArguments)
 {
-    char szStamp[32];
+    char szStamp[10];
     char szFormat[1024];
     char szOrdinary[2048] = "";
     char* cpLong = nullptr;
@@ -231,9 +246,9 @@ static void vWriteLine(const str_log* strLog, const char* cpFormat, va_list vaAr
     if (strLog->iVerify == 0 && strLog->szFile[0] == '\0')
         return; // no log is configured: the line has nowhere to go
     vStamp(szStamp);
-    if (snprintf(szFormat, sizeof(szFormat), "%s%s %s\n", szStamp, strLog->szIns, cpFormat) >=
-        (int)sizeof(szFormat))
-        szFormat[sizeof(szFormat) - 2] = '\n';
+    v_JOIN(szFormat, sizeof(szFormat), szStamp, strLog->szIns, " ");
+    v_APPEND(szFormat, sizeof(szFormat) - 1, cpFormat);
+    v_APPEND(szFormat, sizeof(szFormat), "\n");
     va_copy(vaFirst, vaArguments);
     int iLength = vsnprintf(szOrdinary, sizeof(szOrdinary), szFormat, vaFirst);
     va_end(vaFirst);
