@@ -11,9 +11,12 @@ static int iDeliver(const char* cpFound, char* cpValue, int iLengthValue, char* 
                     size_t uiLengthMsg)
 {
     v_COPY(cpValue, iLengthValue > 0 ? (size_t)iLengthValue : 0, cpFound);
-    v_COPY(cpMsg, uiLengthMsg,
-           cpFound[0] != '\0' ? "" : "i_GetPrivateProfileString: KEY VALUE NOT FOUND.");
-    return cpFound[0] != '\0';
+    if (cpFound[0] == '\0') {
+        v_COPY(cpMsg, uiLengthMsg, "i_GetPrivateProfileString: KEY VALUE NOT FOUND.");
+        return 0;
+    }
+    v_COPY(cpMsg, uiLengthMsg, "");
+    return 1;
 }
 
 int i_GetPrivateProfileString(const char* cpFilename, const char* cpSection, const char* cpKey,

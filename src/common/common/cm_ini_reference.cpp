@@ -70,7 +70,8 @@ static INI_REFERENCE strReferenceOf(const char* cpValue)
 
 bool bHasReference(const char* cpValue)
 {
-    return strstr(cpValue, "%(") != nullptr;
+    const char* cpPercent = strchr(cpValue, '%'); // most values have none
+    return cpPercent != nullptr && strstr(cpPercent, "%(") != nullptr;
 }
 
 static void vExplainMissing(const INI_SCOPE* pScope, const char* cpName, REQUEST* pRequest)

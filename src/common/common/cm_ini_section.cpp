@@ -29,9 +29,10 @@ char* cpNextLine(INI_SECTION* pSection)
     const char* cpHeader = pSection->cpSection;
     if (pSection->eSearch == SEARCH_NO_FILE)
         return nullptr;
+    const size_t uiHeader = cpHeader != nullptr ? strlen(cpHeader) : 0;
     while (fgets(cpLine, sizeof(pSection->szLine), pSection->fpIni) != nullptr) {
         if (pSection->eSearch == SEARCH_NO_SECTION) {
-            if (i_REMOVE_COMMENT(cpLine) && b_STARTS_FOLDED(cpLine, cpHeader, strlen(cpHeader)))
+            if (b_STARTS_FOLDED(cpLine, cpHeader, uiHeader) && i_REMOVE_COMMENT(cpLine))
                 pSection->eSearch = SEARCH_END_OF_FILE;
         } else if (cpHeader != nullptr && cpLine[0] == '[') {
             pSection->eSearch = SEARCH_NEXT_SECTION;

@@ -23,15 +23,19 @@ int i_READ_INI(const char* cpIdentifier, const char* cpSection, const char* cpKe
     char szTmp[256];
     const size_t uiLengthValue = iLengthValue > 0 ? (size_t)iLengthValue : 0;
     v_COPY(cpValue, uiLengthValue, "");
-    v_COPY(szTmp, sizeof(szTmp),
-           cpIdentifier == nullptr || cpIdentifier[0] == '\0' ? "KQ_INI" : cpIdentifier);
-    if (i_GET_ROOT_FOR_INI(szTmp, szReturnValue, sizeof(szReturnValue), cpMsg, iLengthMsg) == 1 &&
-        i_GetPrivateProfileString(szReturnValue, cpSection, cpKey, szReturnValue,
-                                  sizeof(szReturnValue), szTmp, sizeof(szTmp)) == 1) {
-        v_COPY(cpValue, uiLengthValue, szReturnValue);
-        return 1;
+    if (cpIdentifier == nullptr || cpIdentifier[0] == '\0')
+        cpIdentifier = "KQ_INI";
+    const char* cpReason = cpIdentifier;
+    if (i_GET_ROOT_FOR_INI(cpIdentifier, szReturnValue, sizeof(szReturnValue), cpMsg, iLengthMsg) ==
+        1) {
+        if (i_GetPrivateProfileString(szReturnValue, cpSection, cpKey, szReturnValue,
+                                      sizeof(szReturnValue), szTmp, sizeof(szTmp)) == 1) {
+            v_COPY(cpValue, uiLengthValue, szReturnValue);
+            return 1;
+        }
+        cpReason = szTmp;
     }
-    v_JOIN(cpMsg, iLengthMsg > 0 ? (size_t)iLengthMsg : 0, "i_READ_INI: ", szTmp, "");
+    v_JOIN(cpMsg, iLengthMsg > 0 ? (size_t)iLengthMsg : 0, "i_READ_INI: ", cpReason, "");
     return 0;
 }
 
