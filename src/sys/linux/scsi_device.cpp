@@ -162,14 +162,14 @@ static bool bPinnedElsewhere(const LISTING_ENTRY* pEntry)
 
 // Completes the selection when the current entry is the selected device. Without a node the ID
 // stands in for the device file, which cannot be opened then.
-static void vSelect(LISTING* pListing, DEVICE_KIND eKind)
+static void vSelect(LISTING* pListing, const char* szTypeLine)
 {
     const LISTING_ENTRY* pEntry = &pListing->strEntry;
     if (pEntry->szID[0] == '\0' || bPinnedElsewhere(pEntry))
         return;
     if (strcmp(gszID, pEntry->szID) == 0) {
         pListing->bSelected = true;
-        if (eKind != KIND_OTHER) {
+        if (eKindOf(szTypeLine) != KIND_OTHER) {
             pListing->strSelected = strNodeOf(pListing);
             vNodePath(&pListing->strSelected, gszID, gszDev, sizeof(gszDev));
         }
@@ -208,10 +208,9 @@ static void vTakeLine(LISTING* pListing, const char* szLine)
 {
     if (!bReadListingLine(szLine, strlen(gszID) != 3, &pListing->strEntry))
         return;
-    const DEVICE_KIND eKind = eKindOf(szLine);
     if (pListing->bScan)
-        vScanEntry(pListing, eKind);
-    vSelect(pListing, eKind);
+        vScanEntry(pListing, eKindOf(szLine));
+    vSelect(pListing, szLine);
 }
 
 // Goes through the listing as the kernel would give it. Returns false when sysfs knows no device.

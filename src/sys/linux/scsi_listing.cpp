@@ -51,16 +51,24 @@ static int iDigitSum(const char* cpDigits)
     return cpDigits[0] + cpDigits[1] - 2 * '0';
 }
 
+// Appends a number to an ID. Most are digits, and a listing has many: snprintf would be most of the
+// work on it.
+static void vAppendNumber(char* cpID, size_t uiSize, int iNumber)
+{
+    char szNumber[12] = {(char)('0' + iNumber), '\0'};
+    if (iNumber < 0 || iNumber > 9)
+        snprintf(szNumber, sizeof(szNumber), "%d", iNumber);
+    v_APPEND(cpID, uiSize, szNumber);
+}
+
 static void vReadColumns(const char* szLine, bool bHost, char* cpID, size_t uiSize)
 {
-    const int iHost = szLine[10] - '0';
-    const int iChannel = iDigitSum(szLine + 21);
-    const int iTarget = iDigitSum(szLine + 28);
-    const int iLun = iDigitSum(szLine + 36);
+    static const unsigned char cColumns[] = {21, 28, 36}; // channel, target, LUN
+    cpID[0] = '\0';
     if (bHost)
-        snprintf(cpID, uiSize, "%d%d%d%d", iHost, iChannel, iTarget, iLun);
-    else
-        snprintf(cpID, uiSize, "%d%d%d", iChannel, iTarget, iLun);
+        vAppendNumber(cpID, uiSize, szLine[10] - '0');
+    for (const unsigned char cColumn : cColumns)
+        vAppendNumber(cpID, uiSize, iDigitSum(szLine + cColumn));
 }
 
 // The host stands in full, then each number: one or two digits as their sum, like in the columns,
@@ -71,15 +79,16 @@ static void vReadWords(const DIGITS strNumbers[ADDRESS_NUMBERS], bool bHost, cha
     cpID[0] = '\0';
     for (int i = bHost ? HOST : CHANNEL; i < ADDRESS_NUMBERS; i++) {
         const DIGITS* pNumber = &strNumbers[i];
-        char szPart[64];
+        char szDigits[64];
         int iSum = 0;
         for (int j = 0; j < pNumber->iCount; j++)
             iSum += pNumber->cpFirst[j] - '0';
-        if (i != HOST && pNumber->iCount <= 2)
-            snprintf(szPart, sizeof(szPart), "%d", iSum);
-        else
-            snprintf(szPart, sizeof(szPart), "%.*s", pNumber->iCount, pNumber->cpFirst);
-        v_APPEND(cpID, uiSize, szPart);
+        if (i != HOST && pNumber->iCount <= 2) {
+            vAppendNumber(cpID, uiSize, iSum);
+        } else {
+            snprintf(szDigits, sizeof(szDigits), "%.*s", pNumber->iCount, pNumber->cpFirst);
+            v_APPEND(cpID, uiSize, szDigits);
+        }
     }
 }
 
@@ -116,16 +125,33 @@ static void vTakeField(char* cpField, const char* szLine, size_t uiFirst, size_t
     v_COPY(cpField, uiCount + 1, strlen(szLine) > uiFirst ? szLine + uiFirst : "");
 }
 
+// Whether cpWord stands before the colon at cpColon.
+static bool bWordBefore(const char* szLine, const char* cpColon, const char* cpWord)
+{
+    const size_t uiLength = strlen(cpWord);
+    return (size_t)(cpColon - szLine) >= uiLength &&
+           memcmp(cpColon - uiLength, cpWord, uiLength) == 0;
+}
+
 bool bReadListingLine(const char* szLine, bool bHost, LISTING_ENTRY* pEntry)
 {
-    if (strstr(szLine, "Host:") != nullptr && strlen(szLine) >= uiHOST_LINE_MIN)
+    bool bHostLine = false;
+    bool bVendorLine = false;
+    bool bTypeLine = false;
+    for (const char* cpColon = strchr(szLine, ':'); cpColon != nullptr;
+         cpColon = strchr(cpColon + 1, ':')) {
+        bHostLine = bHostLine || bWordBefore(szLine, cpColon, "Host");
+        bVendorLine = bVendorLine || bWordBefore(szLine, cpColon, "  Vendor");
+        bTypeLine = bTypeLine || bWordBefore(szLine, cpColon, "Type");
+    }
+    if (bHostLine && strlen(szLine) >= uiHOST_LINE_MIN)
         vReadHostLine(szLine, bHost, pEntry);
-    if (strstr(szLine, "  Vendor:") != nullptr) {
+    if (bVendorLine) {
         vTakeField(pEntry->szVendor, szLine, 9, 9);
         vTakeField(pEntry->szModel, szLine, 25, 17);
         vTakeField(pEntry->szRevision, szLine, 47, 5);
     }
-    return strstr(szLine, "Type:") != nullptr;
+    return bTypeLine;
 }
 
 DEVICE_KIND eKindOf(const char* szLine)
