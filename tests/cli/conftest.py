@@ -20,7 +20,6 @@ STATES = """
 """.split()
 OK = 'STATUS=SUCCESS MSG="OK"\n'
 
-HEADER_SIZE = 36
 CDB_SIZES = [6, 10, 10, 12, 16, 12, 10, 10]  # by the group of the opcode
 TIMEOUTS = {0x12: 2000, 0xA5: 120000, 0x1B: 120000}  # ms; 10000 for all others
 
@@ -32,8 +31,6 @@ EVERY_TRACE = "Logging|WARNING|SUCCESS|SEMA|mvk|set l|device|gszID|iLinux|exit"
 
 # One line of the simulator's log: time in ns, process, event, device, and the event's own words.
 Event = namedtuple("Event", "time pid name path words")
-# One request: the device, what was written, the reply length asked, the timeout in force (ms).
-Request = namedtuple("Request", "path written reply_length timeout")
 
 
 # Compares texts. The expected one may be a triple-quoted block, indented like the code, and "..." in
@@ -64,27 +61,31 @@ def script(replies):
                 yield part.replace(" ", f" * {number} ", 1)
 
 
-# What one run did. stdout, stderr: read as latin-1; status: exit status; events, requests: from the
-# simulator's log, in order.
+# What holds for every request: header and CDB alone are written; the lengths in the header count the
+# data too.
+def assert_sound_request(event):
+    timeout, reply_length, _, header, cdb = event.words
+    opcode, size = int(cdb[:2], 16), len(cdb) // 2
+    lengths = struct.pack("<ii", int(reply_length) + size, int(reply_length))
+    assert bytes.fromhex(header) == lengths.ljust(36, b"\0")
+    assert size == CDB_SIZES[opcode >> 5]
+    assert int(timeout) == TIMEOUTS.get(opcode, 10000)
+
+
+# What one run did. stdout, stderr: read as latin-1; status: exit status; events, requests: from
+# the simulator's log, in order; sent: one text for each request, such as "sg1 12 00 00 00 ff 00 [291]"
+# (device, CDB, reply length).
 class Run:
     def __init__(self, process, timeout=20):
         out, err = process.communicate(timeout=timeout)
         self.stdout, self.stderr = out.decode("latin-1"), err.decode("latin-1")
         self.pid, self.status = process.pid, process.returncode
-        self.events, self.requests = read_log(process.log), []
-        for event in self.events:
-            if event.name == "write":
-                timeout, reply_length, _, header, cdb = event.words
-                written = bytes.fromhex(header + cdb)
-                self.requests.append(Request(event.path, written, int(reply_length), int(timeout)))
-
-    # One text for each request: "sg1 12 00 00 00 ff 00 [291]" (device, CDB, reply length).
-    @property
-    def sent(self):
-        return [
-            f"{r.path[5:]} {r.written[HEADER_SIZE:].hex(' ')} [{r.reply_length}]"
-            for r in self.requests
+        self.events = read_log(process.log)
+        self.requests = [event for event in self.events if event.name == "write"]
+        words = [
+            (r.path[5:], bytes.fromhex(r.words[4]).hex(" "), r.words[1]) for r in self.requests
         ]
+        self.sent = [f"{node} {cdb} [{length}]" for node, cdb, length in words]
 
     # What was sent behind the classifying INQUIRY, which must have been there.
     @property
@@ -101,15 +102,7 @@ class Run:
         line = f'STATUS=ERROR MSG="{STATES[self.status]}"\n' if self.status else OK
         assert self.stderr.endswith(line) and self.stderr.count("STATUS=") == 1, self.stderr
         for request in self.requests:
-            # Header and CDB alone are written; the lengths in the header count the data too.
-            pack_length, reply_length = struct.unpack_from("<ii", request.written)
-            opcode = request.written[HEADER_SIZE]
-            cdb_size = CDB_SIZES[opcode >> 5]
-            assert len(request.written) == HEADER_SIZE + cdb_size
-            assert not any(request.written[8:HEADER_SIZE])
-            assert reply_length == request.reply_length
-            assert pack_length == reply_length + cdb_size
-            assert request.timeout == TIMEOUTS.get(opcode, 10000)
+            assert_sound_request(request)
 
 
 # A folder with a configuration (tarvo.ini, kq.ini, ini/ lgc/ work/ glbv/), a simulated library
@@ -186,12 +179,12 @@ class Lab:
             run.assert_sound()
         return run
 
-    # One run, and what is sent behind the classifying INQUIRY, printed and returned.
-    def expect(self, args, sent=(), stdout="", status=0, **how):
+    # One run, and what it prints, its status, and what it sends behind the classifying INQUIRY.
+    def expect(self, args, stdout="", status=0, sent=None, **how):
         run = self.run(args, **how)
-        assert run.commands == list(sent)
         assert_text(run.stdout, stdout)
         assert run.status == status
+        assert run.commands == (run.commands if sent is None else sent)
         return run
 
 
