@@ -33,8 +33,8 @@ EVERY_TRACE = "Logging|WARNING|SUCCESS|SEMA|mvk|set l|device|gszID|iLinux|exit"
 Event = namedtuple("Event", "time pid name path words")
 
 
-# Compares texts. The expected one may be a triple-quoted block, indented like the code, and "..." in
-# it stands for anything.
+# Compares texts. The expected one may be a triple-quoted block, indented like the code; "..." in it
+# stands for anything.
 def assert_text(text, expected):
     if expected.startswith("\n"):
         expected = textwrap.dedent(expected[1:])
@@ -61,8 +61,8 @@ def script(replies):
                 yield part.replace(" ", f" * {number} ", 1)
 
 
-# What holds for every request: header and CDB alone are written; the lengths in the header count the
-# data too.
+# What holds for every request: header and CDB alone are written; the lengths in the header count
+# the data too.
 def assert_sound_request(event):
     timeout, reply_length, _, header, cdb = event.words
     opcode, size = int(cdb[:2], 16), len(cdb) // 2
@@ -73,8 +73,8 @@ def assert_sound_request(event):
 
 
 # What one run did. stdout, stderr: read as latin-1; status: exit status; events, requests: from
-# the simulator's log, in order; sent: one text for each request, such as "sg1 12 00 00 00 ff 00 [291]"
-# (device, CDB, reply length).
+# the simulator's log, in order; sent: one text for each request, with device, CDB and reply length:
+# "sg1 12 00 00 00 ff 00 [291]".
 class Run:
     def __init__(self, process, timeout=20):
         out, err = process.communicate(timeout=timeout)

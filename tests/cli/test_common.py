@@ -22,12 +22,10 @@ def test_protocol_in_the_language_of_the_product(lab):
     # The first set-up speaks English: the language is read behind the level.
     lab.write("kq.ini", lab.read("kq.ini").replace("gv_rw_ini", "gv").replace("=en", "=de"))
     run = lab.run("0030 i")
-    assert run.stderr == "FATAL: SET_LOG_MAIN: gv_rw_ini not set" * 4 + OK
-    german = f" E003-BASICS [{run.pid:6}]: LOG_CHECK > gv_rw_ini existiert noch nicht - Neustart"
-    english = german.replace(
-        "existiert noch nicht - Neustart", "not yet existing - please restart TARVO."
-    )
-    assert [line[19:] for line in lab.read("protocol").splitlines()] == [english, *[german] * 3]
+    text = f" E003-BASICS [{run.pid:6}]: LOG_CHECK > gv_rw_ini "
+    lines = [line[19:] for line in lab.read("protocol").splitlines()]
+    assert lines[0] == text + "not yet existing - please restart TARVO."
+    assert lines[1:] == [text + "existiert noch nicht - Neustart"] * 3
 
 
 LUN_1 = "[device]\naddress = 0:0:3:1\ntype = changer\n"
@@ -141,15 +139,9 @@ def test_sixty_runs_at_once(lab):
     assert len(turns) == len(set(turns)) > 1, "two runs overlapped at the device"
 
 
-@pytest.mark.parametrize(
-    "trouble, text",
-    [
-        ("rm -r work", "failed to open lock file: (2) No such file or directory"),
-        ("trap '' XFSZ; ulimit -f 0", "writing pid into lock file failed: (27) File too large"),
-    ],
-)
-def test_semaphore_that_cannot_be_taken(lab, trouble, text):
-    via = ["sh", "-c", f'{trouble}; exec mvk "$@"', "sh"]
+def test_semaphore_that_cannot_be_taken(lab):
+    via = ["sh", "-c", 'rm -r work; exec mvk "$@"', "sh"]
     run = lab.run("0030 i", via=via, sound=False)
+    text = "failed to open lock file: (2) No such file or directory"
     assert (run.stdout, run.stderr, run.status) == (f"STATUS=FATAL MSG={text}\n", "", 3)
     assert run.events == []

@@ -1,8 +1,9 @@
 # The front end, the way to a device, discovery and INQUIRY, through the executable.
+
 import re
 
 import pytest
-from conftest import INQUIRY, ROOT, STATES, assert_text
+from conftest import INQUIRY, assert_text
 
 USAGE = """\
 Usage:
@@ -118,10 +119,8 @@ iLinuxScsiCmd() errno {}
 TIMEOUT_ERROR = "iLinuxScsiCmd() fail to set timeout=2000 ms to /dev/sg1\n"
 # What fails, and what is printed. The classifying INQUIRY says so too, and the run goes on.
 FAILURES = {
-    "second open": ("open sg1 2 EACCES", "Could not open /dev/sg1\n", 2),
     "first write": ("write 0x12 1 EIO", WRITE_ERROR.format(-1, "5: Input/...") + LOADER, 0),
     "second write": ("write 0x12 2 41", WRITE_ERROR.format(41, "0: Success"), 3),
-    "first read": ("read 0x12 1 EIO", READ_ERROR + LOADER, 0),
     "second read": ("read 0x12 2 290", READ_ERROR, 3),
     "timeout": ("timeout sg1 * EPERM", TIMEOUT_ERROR * 2 + LOADER, 0),
     "result": ("result 0x12 2 7", LOADER, 0),  # is left to the operations
@@ -253,12 +252,3 @@ def test_closed_standard_streams(lab, closed):
 def test_report_precedes_the_result_line(lab):
     run = lab.run("0030 i", via=["sh", "-c", 'exec mvk "$@" 2>&1', "sh"], sound=False)
     assert run.stdout == LOADER + 'STATUS=SUCCESS MSG="OK"\n'
-
-
-def test_manual():
-    # The manual tells of every operation and status.
-    manual = (ROOT / "man/mvk.8").read_text()
-    items = re.findall(r"[\w|]+", " ".join(re.findall(r"(?m)^\.It Cm (.*)", manual)))
-    assert {args.replace("[-]", "").split()[1] for args in OPERATIONS} <= {*items}
-    states = re.findall(r"(?m)^\.It \d+ Ta (\S+) Ta", manual)
-    assert states == ["(OK)", *STATES[1:]]
