@@ -143,10 +143,9 @@ class Lab:
         return "".join(line for line in lines if not re.match(EVERY_TRACE, line))
 
     # Begins a run on the lab's library, or on one whose description is given, and returns its
-    # process. args: a list, or a text to be divided at blanks; env: changes to the environment,
-    # None takes a variable away; via: what runs instead of mvk, with the arguments behind it;
-    # options: further ones of mvk-sim.
-    def start(self, args, scenario="", library=None, env=(), cwd=None, via=("mvk",), options=()):
+    # process. args: a list, or a text to be divided at blanks; env: additions to the environment;
+    # via: what runs instead of mvk, with the arguments behind it; options: further ones of mvk-sim.
+    def start(self, args, scenario="", library=None, env=(), via=("mvk",), options=()):
         number = len(self.processes)
         if library is not None:
             self.description = self.home / f"library{number}.ini"
@@ -160,8 +159,8 @@ class Lab:
         args = args.split() if isinstance(args, str) else args
         process = subprocess.Popen(  # pylint: disable=consider-using-with
             [BUILD / "mvk-sim", *options, *via, *(arg.encode("latin-1") for arg in args)],
-            cwd=cwd or self.home,
-            env={k: v for k, v in {**self.env, **dict(env)}.items() if v is not None},
+            cwd=self.home,
+            env={**self.env, **dict(env)},
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,

@@ -69,18 +69,15 @@ def test_labels_and_odd_pages(lab):
     lab.expect("0030 l", stdout, replies=[reply])
 
 
-def test_listing_ends_with_the_buffer(lab):
-    run = lab.run("0030 e", replies=[report(page(2, element(10), size=65535))])
-    assert run.stdout.count("\n") == (32768 - 16) // 12
-
-
 NOT_FILLED = "warning buffer not filled. RES iStatus(dec)={} CTRL Byte=(dec)0 retry={}\n".format
 FAILED = "iLinuxScsiCmd() Error read from /dev/sg1\nwarning RES iStatus(dec)=3 CTRL Byte=(dec)0\n"
-TOO_LARGE = report(page(2, element(9)), size=32768)
 RETRIES = {
-    "third try": ([b"", report(size=7), MIXED], NOT_FILLED(0, 0) + NOT_FILLED(0, 1) + DRIVE_1, 0),
+    "third try": (
+        [report(size=32768), report(size=7), MIXED],
+        NOT_FILLED(0, 0) + NOT_FILLED(0, 1) + DRIVE_1,
+        0,
+    ),
     "reads fail": (["read EIO"] * 3, "".join(FAILED + NOT_FILLED(3, n) for n in range(3)), 3),
-    "old data": ([TOO_LARGE, (report(size=96), "read 44")], NOT_FILLED(0, 0) + FAILED, 3),
     "short read with the list": ([(MIXED, "read 200")], FAILED + DRIVE_1, 3),
 }
 
@@ -219,9 +216,3 @@ def test_lun_of_a_move(lab, args, lun, stdout):
 def test_move_by_address(lab):
     lab.expect("0030 hm -1 65537 70000", moved(70000, -1, 65537), 0, [move(4464, 65535, 1)])
     lab.expect("0030 hm 0x10 12ab %s%n", moved("%s%n", "0x10", "12ab"), 0, [move(0, 0, 12)])
-
-
-def test_failed_move(lab):
-    stdout = "Try (transport=1):(source=4096)>(target=256)\niLinuxScsiCmd() Error...\n"
-    lab.expect("0030 m s:0 d:0", stdout, 3, replies=[MIXED, "read EIO"])
-    lab.expect("0030 hm 4096 256 1", stdout, 3, replies=["read EIO"])
