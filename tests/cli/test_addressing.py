@@ -1,4 +1,4 @@
-# IDs and device nodes on machines with many hosts, without the listing, or with gaps in the numbers.
+# IDs and device nodes on machines with many hosts, without the listing, or with gaps in numbers.
 import os
 import time
 
@@ -7,7 +7,8 @@ import pytest
 TYPES = {"disk": "Direct-Access    ", "tape": "Sequential-Access", "changer": "Medium Changer   "}
 
 
-# A description of devices, each "H:C:T:L type" or "H:C:T:L type sg-number"; its product is the address.
+# A description of devices, each "H:C:T:L type" or "H:C:T:L type sg-number", which have the address
+# for their product.
 def library(*devices, settings=""):
     text = f"[library]\n{settings}\n"
     for device in devices:

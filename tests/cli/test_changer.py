@@ -191,26 +191,18 @@ def test_override(lab, value, counts, operands, addresses):
     lab.expect(f"0030 m {operands}", stdout + moved(*addresses), 0, sent, replies=[MIXED])
 
 
-MOVES = {
-    "three digits": ("031 m s:0 s:1", 1, ""),
-    "by address": ("0031 hm 7 8 0", 0, ""),
-    "debug": ("0031 m s:0 s:1 debug", 1, "..._0031\nlun=49(dec)/1(char) cdb[1]=20(hex)\n"),
-    # The override of a path stands in a file with underlines for slashes.
-    "path": (
-        "/dev/sg1 m s:0 s:1 debug",
-        0,
-        "...''\ncpPos: '2x7'\n" + firsts(0, 0, 2, 7, 0, 0, 0, 0),
-    ),
-}
-
-
-@pytest.mark.parametrize("args, lun, stdout", MOVES.values(), ids=MOVES)
-def test_lun_of_a_move(lab, args, lun, stdout):
-    lab.write("glbv/gv_mvk_adr__dev_sg1.sgv", ",2x7")
+def test_lun_of_a_move(lab):
     library = "[device]\n[device]\naddress = 0:0:3:1\ntype = changer\nslots = 2 from 7\n"
-    run = lab.run(args, library=library)
-    assert run.commands[-1] == move(0, 7, 8, lun)
-    assert_text(run.stdout, stdout + moved(0, 7, 8).replace("Moved", "...Moved"))
+    assert lab.run("031 m s:0 s:1", library=library).commands[-1] == move(0, 7, 8, lun=1)
+    assert lab.run("0031 hm 7 8 0").commands == [move(0, 7, 8)]
+    debug = lab.run("0031 m s:0 s:1 debug").stdout
+    assert "GLBV gv_mvk_adr_0031\nlun=49(dec)/1(char) cdb[1]=20(hex)\nTry" in debug
+
+
+def test_override_of_a_path_stands_in_a_file_with_underlines(lab):
+    lab.write("glbv/gv_mvk_adr__dev_sg1.sgv", ",2x7")
+    stdout = "...: ,2x7\ncpPos: ''\ncpPos: '2x7'\n" + firsts(1, 1, 2, 7, 0, 0, 2, 256) + "Try..."
+    lab.expect("/dev/sg1 m s:0 s:1 debug", stdout, replies=[MIXED])
 
 
 def test_move_by_address(lab):

@@ -191,12 +191,6 @@ def test_selection(lab, args, devices, node, lun):
     assert run.sent == [f"{node} 12 {byte}{INQUIRY[5:]}" for byte in lun.split()]
 
 
-@pytest.mark.parametrize("device", ["2050", "x" * 5000], ids=["disk", "long"])
-def test_no_device(lab, device):
-    run = lab.run([device, "i"], library=describe("2:0:5:0 disk"))
-    assert (run.stdout, run.status) == (f"Could not open {device[:1023]}\n" * 2, 2)
-
-
 # Numbers are sums of digits. A host line that is too short by one character is none, so that the
 # entry before it goes on. Without names those before stand; without a type the number counts.
 LISTING = """\
