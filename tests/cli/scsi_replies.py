@@ -39,11 +39,6 @@ def mode6(pages=b"", blocks=b"", medium=0, specific=0, length=None):
     return counted(bytes([medium, specific, len(blocks)]) + blocks + pages, 1, length)
 
 
-# The reply to MODE SENSE(10).
-def mode10(pages=b"", blocks=b"", length=None):
-    return counted(bytes([0x86, 0x10, 0, 0]) + be(len(blocks)) + blocks + pages, 2, length)
-
-
 # An attribute of a cartridge; flags are bits 0 and 1 format, 7 read-only.
 def attribute(number, flags, value, length=None):
     return be(number) + bytes([flags]) + counted(value, 2, length)

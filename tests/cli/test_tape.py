@@ -3,20 +3,20 @@ import re
 
 import pytest
 from conftest import assert_text
-from scsi_replies import attribute, attributes, be, mode6, mode10, tape_block
+from scsi_replies import attribute, attributes, be, mode6, tape_block
 
 READ_ERROR = "iLinuxScsiCmd() Error read from /dev/sg2\n"
 
 
-@pytest.mark.parametrize(
-    "byte, shown",
-    [
-        (0x81, "cleaning_bit=1\nload=1\n"),
-        (0x82, "cleaning_bit=0\nload=0\n"),
-        (0x83, "cleaning_bit=1\nload=0\n"),
-        (0x05, "internal_status_byte=0x5\n"),
-    ],
-)
+INTERNAL_STATUS = {
+    0x81: "cleaning_bit=1\nload=1\n",
+    0x82: "cleaning_bit=0\nload=0\n",
+    0x83: "cleaning_bit=1\nload=0\n",
+    0x05: "internal_status_byte=0x5\n",
+}
+
+
+@pytest.mark.parametrize("byte, shown", INTERNAL_STATUS.items())
 def test_internal_status(lab, byte, shown):
     stdout = f"Tape Info\nmedium_type=Data medium\n{shown}buffered_mode=..."
     lab.expect("0040 s", stdout, replies=[b"", bytes([*bytes(18), byte])])
@@ -100,9 +100,7 @@ def test_page_dump(lab):
     -----------------------------------
     UNKNOWN CODE PAGE 24 LEN=1
     [31/0] 24
-    [32/1] 1
-    [33/2] 41
-    DONE MODE SENSE (6)
+    ...DONE MODE SENSE (6)
     """
     pages = b"\x10\0\0\x0f\2\x80\xe0\x22\1A\0\x24\1AB"
     reply = mode6(pages, b"\0\0\0\0\0\1\2\3" + bytes(7) + b"\4", 0x86, length=34)
@@ -116,9 +114,7 @@ def test_eeprom_text(lab):
     DATA LEN=20
     DESCRIPTOR(S)=1
     8 BYTES PARAMETER LIST
-    [1] 14
-    [7] 8
-    BLOCK DESCRIPTOR
+    ...BLOCK DESCRIPTOR
     [15/7] 1
     PAGE DESCRIPTOR
     [16/0] 3e
@@ -134,7 +130,7 @@ def test_eeprom_text(lab):
     lab.expect("0040 get_eeprom", stdout, 1, replies=[be(8192) + bytes(4) + b"\1\7"])
 
 
-TEXT = mode10(b"\x3e\5A\0B\nC", bytes(8))
+TEXT = be(21) + bytes(5) + b"\x08" + bytes(8) + b"\x3e\5A\0B\nC"
 TEXT_SHOWN = "TRY...\nDATA LEN=21\nDESCRIPTOR(S)=1\nAB\nDONE MODE SENSE FOR EEPROM\n"
 
 
@@ -144,10 +140,7 @@ def test_set_eeprom(lab):
 LEN=4
 BUF=10
 [0] 0
-[1] 0
-[2] 0
-[3] 0
-[4] 3e
+...[4] 3e
 [5] 4
 [6] \xe4
 [7]\x20\x20
@@ -224,29 +217,25 @@ def test_trace_of_attributes(lab):
     assert "\ncBuf[5]: 0x5 - [\5]\nList" in lab.trace()
 
 
-# Arguments, reply, what is printed at debug level, and the parameter list. That is not written to
+# Arguments; reply; what is printed at debug level, and the parameter list. That is not written to
 # the device, but the trace shows the request.
 SETTINGS = {
-    "block size": (
-        "set block_size -65282",
+    "set block_size -65282": (
         None,
         "SIZE=-65282\nSIZE16=ff\nSIZE08=0\nSIZE00=fe\nTRY...new_block_size=-65282\nDONE...",
         b"\0\0\x10\x08" + bytes(5) + b"\xff\0\xfe",
     ),
-    "density": (
-        "set density_code 578",
+    "set density_code 578": (
         None,
         "SIZE=578\nTRY...new_density_code=578\nDONE MODE SELECT (6) SET DENSITY\n",
         b"\0\0\x10\x08\x42" + bytes(7),
     ),
-    "off": (
-        "c 0x20",
+    "c 0x20": (
         b"\xff" * 48,
         "Call MODE SENSE request data compression page=(f)\n...DCE=0\n...:0\n...compression=0\n...",
         b"\0\xff\x10\x08" + b"\xff" * 10 + b"\x7f" + b"\xff" * 13,
     ),
-    "on": (
-        "c 5",
+    "c 5": (
         bytes(14) + b"\x40",
         "...DCE=5\nDATA COMPRESSION ENABLE:1\ndebug info before SCSI_ExecuteCommand\n[2]10\n[3]8\n"
         "[14]c0\nTRY...compression=1\nDONE MODE SELECT (6) SET COMPRESSION DCE\n",
@@ -255,8 +244,9 @@ SETTINGS = {
 }
 
 
-@pytest.mark.parametrize("args, reply, stdout, wanted", SETTINGS.values(), ids=SETTINGS)
-def test_setting(lab, args, reply, stdout, wanted):
+@pytest.mark.parametrize("args, row", SETTINGS.items(), ids=SETTINGS)
+def test_setting(lab, args, row):
+    reply, stdout, wanted = row
     run = lab.expect(f"0040 {args} debug", stdout, replies=[reply])
     assert f" 15 10 00 00 {len(wanted):02x} 00 " in run.sent[-1]
     trace = lab.read("lgc/kq_mvk.lgc").partition("iLinuxScsiCmd 0x15")[2]
