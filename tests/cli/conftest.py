@@ -111,11 +111,12 @@ class Lab:
     def __init__(self, home):
         self.home, self.processes = home, []
         self.description = BUILD / "default.ini"
-        for folder in ("ini", "lgc", "work", "glbv"):
-            (home / folder).mkdir()
         self.write("tarvo.ini", f"[TARVO]\nKQ_INI={home}/kq.ini\n")
-        paths = "".join(f"gv_rw_{name}={home}/{name}/\n" for name in ("ini", "lgc", "work", "glbv"))
-        self.write("kq.ini", f"[Pathes]\n{paths}[SETUP]\nlang=en\n")
+        paths = "[Pathes]\n"
+        for name in ("ini", "lgc", "work", "glbv"):
+            (home / name).mkdir()
+            paths += f"gv_rw_{name}={home}/{name}/\n"
+        self.write("kq.ini", f"{paths}[SETUP]\nlang=en\n")
         self.write("glbv/gv_prot.sgv", f"{home}/protocol")
         self.env = {
             "PATH": f"{BUILD}:/usr/sbin:/usr/bin:/sbin:/bin",

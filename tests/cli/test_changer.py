@@ -189,7 +189,7 @@ def test_override(lab, value, counts, operands, addresses):
 def test_lun_of_a_move(lab):
     library = "[device]\n[device]\naddress = 0:0:3:1\ntype = changer\nslots = 2 from 7\n"
     assert lab.run("031 m s:0 s:1", library=library).commands[-1] == move(0, 7, 8, lun=1)
-    assert lab.run("0031 hm 7 8 0").commands == [move(0, 7, 8)]
+    lab.expect("0031 hm 12ab 65537 -1", moved(-1, "12ab", 65537), 0, [move(65535, 12, 1)])
     debug = lab.run("0031 m s:0 s:1 debug").stdout
     assert "GLBV gv_mvk_adr_0031\nlun=49(dec)/1(char) cdb[1]=20(hex)\nTry" in debug
 
@@ -198,8 +198,3 @@ def test_override_of_a_path_stands_in_a_file_with_underlines(lab):
     lab.write("glbv/gv_mvk_adr__dev_sg1.sgv", ",2x7")
     stdout = "...: ,2x7\ncpPos: ''\ncpPos: '2x7'\n" + firsts(1, 1, 2, 7, 0, 0, 2, 256) + "Try..."
     lab.expect("/dev/sg1 m s:0 s:1 debug", stdout, replies=[MIXED])
-
-
-def test_move_by_address(lab):
-    lab.expect("0030 hm -1 65537 70000", moved(70000, -1, 65537), 0, [move(4464, 65535, 1)])
-    lab.expect("0030 hm 0x10 12ab %s%n", moved("%s%n", "0x10", "12ab"), 0, [move(0, 0, 12)])

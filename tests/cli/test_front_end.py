@@ -203,13 +203,10 @@ def test_missing_tape_node_is_made(lab):
     assert [event.words for event in run.events if event.name == "mknod"] == [["9", "128", "0"]]
 
 
-@pytest.mark.parametrize("closed", ["<&-", ">&-", "<&- >&- 2>&-"])
-def test_closed_standard_streams(lab, closed):
+def test_closed_standard_streams(lab):
     # No report goes to a device or a lock file that was given a standard stream's number.
-    via = ["sh", "-c", f'exec mvk "$@" {closed}', "sh"]
-    run = lab.run("0030 i", via=via, sound="2" not in closed)
+    run = lab.run("0030 i", via=["sh", "-c", 'exec mvk "$@" <&- >&- 2>&-', "sh"], sound=False)
     assert (run.status, run.sent) == (0, [f"sg1 {INQUIRY}"] * 2)
-    assert run.stdout == ("" if " >" in f" {closed}" else LOADER)
     assert lab.read("work/sem/mvk_busy_0030.sem") == ""
 
 
