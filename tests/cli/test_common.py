@@ -96,8 +96,10 @@ Semaphore mvk_busy_0030 is occupied by: {holder.pid} mvk
     assert (run.stdout, run.events, run.status) == ("", [], 9)
     traced = re.sub("(?m)^.{10}", "", lab.read("lgc/kq_mvk.lgc"))
     assert all(line in traced for line in text.splitlines(True))
-    for args, status in ("0040 i", 0), ("/dev/sg1 i", 0), ("scan", 0), ("--help", 1):
+    for args, status in ("0040 i", 0), ("/dev/sg1 i", 0), ("000 i", 2), ("--help", 1):
         assert lab.run(args).status == status  # other semaphores, or none
+    names = {path.stem for path in lab.home.glob("work/sem/*")}
+    assert names == {"mvk_busy", "mvk_busy_000", "mvk_busy_0030", "mvk_busy_0040"}
     holder.send_signal(signal.SIGCONT)
     assert Run(holder).stderr == OK and lab.read(SEMAPHORE) == ""
 

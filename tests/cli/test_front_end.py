@@ -141,7 +141,6 @@ TAPE_LINE = "ID=NONE Tape:    VENDOR  PRODUCT          REV1 (/dev/sg1) "
 ANSWERS = {
     "tape": (inquiry(1), inquiry(1, 8), TAPE_LINE + " (no loader) \n", 0),
     "tape in a changer": (inquiry(1, 0x80), inquiry(1), TAPE_LINE + " (loader present) \n", 0),
-    "tape that was none": (inquiry(0x21), inquiry(1), TAPE_LINE + "\n", 0),
     "other device": (inquiry(8), inquiry(0x88), "", 6),
 }
 
