@@ -1,0 +1,75 @@
+// Ways to a device that no operation takes today: the second executor, with a file in place of the
+// device, and the look-up by a pipeline.
+#include "fixture.h"
+
+#include "cm_common.h"
+#include "mvk.h"
+#include "scsi_device.h"
+#include "scsi_exec_alt.h"
+
+static const std::string szINQUIRY("\x12\0\0\0\5\0", 6);
+
+class Executor : public Product {
+protected:
+    unsigned char cBuf[4] = "dat";
+
+    // Makes the device: a request of uiRequest bytes overwrites the start of the file; behind that
+    // comes the answer, a header of 36 bytes with the first sense byte, and the data.
+    static void vSelect(size_t uiRequest, const std::string& szData, char cSense = 0)
+    {
+        vWrite("sg", std::string(uiRequest + 20, 0) + cSense + std::string(15, 0) + szData);
+        v_COPY(gszDev, sizeof(gszDev), "sg");
+    }
+
+    // Sends a command with three bytes of data.
+    int iSend(const std::string& szCDB)
+    {
+        return iXLinuxScsiCmd((const unsigned char*)szCDB.data(), (int)szCDB.size(), cBuf, 3, 1,
+                              nullptr, 0, 1);
+    }
+};
+
+TEST_F(Executor, Input)
+{
+    vSelect(42, "ABC");
+    EXPECT_EQ(iSend(szINQUIRY), 0);
+    EXPECT_STREQ((char*)cBuf, "ABC");
+    EXPECT_EQ(szRead("sg").substr(0, 42),
+              std::string("\x2a\0\0\0\x27", 5) + std::string(31, 0) + szINQUIRY);
+}
+
+TEST_F(Executor, Output)
+{
+    for (const std::string szCDB : {"\x1b----------=", "\xa5----------="}) {
+        vSelect(51, "ABC");
+        EXPECT_EQ(iSend(szCDB), 0);
+        EXPECT_STREQ((char*)cBuf, "dat");
+        EXPECT_EQ(szRead("sg")[16], 1);
+        EXPECT_EQ(szRead("sg").substr(36, 15), szCDB + "dat");
+    }
+}
+
+TEST_F(Executor, BadAnswer)
+{
+    CaptureStderr();
+    vSelect(42, "AB");
+    EXPECT_EQ(iSend(szINQUIRY), IOCTL_ERROR);
+    EXPECT_EQ(GetCapturedStderr(), "scsi: result=38 Header->reply_len=39 ResultHeader->result=0 "
+                                   "ResultHeader->sense_buffer[0]=0\n");
+    vSelect(42, "ABC", 0x70);
+    EXPECT_EQ(iSend(szINQUIRY), IOCTL_ERROR);
+    EXPECT_STREQ((char*)cBuf, "dat");
+    v_COPY(gszDev, sizeof(gszDev), "nil");
+    EXPECT_EQ(iSend(szINQUIRY), DEVICE_OPEN_ERROR);
+}
+
+TEST_F(Executor, LookUpByPipeline)
+{
+    vWrite("scsi", "Host: scsi0 Channel: 00 Id: 05 Lun: 02\n  Vendor: A\n"
+                   "Host: scsi1 Channel: 00 Id: 05 Lun: 02\n  Vendor: B\n");
+    for (const std::string szID : {"0052", "1052"}) {
+        v_COPY(gszID, sizeof(gszID), szID.c_str());
+        EXPECT_EQ(iLinuxGetID("id", 0), 0);
+        EXPECT_EQ(gszDev, "/dev/sg" + szID.substr(0, 1));
+    }
+}

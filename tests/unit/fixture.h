@@ -1,0 +1,31 @@
+// What the unit tests share: a configured product in a folder of the test's own, and a system that
+// answers the same every time: process 4711, child of 4710, on 2001-02-03 at 09:05:07 in Berlin.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <string>
+
+// A test whose current folder holds kq.ini and the directories named there: ini, lgc, work, glbv.
+// The product's files below /etc, /proc/scsi and /tmp lie in the folder itself, and the list of
+// processes is its file "ps".
+class Product : public testing::Test {
+protected:
+    Product();
+    ~Product() override;
+};
+
+// The same for a test that runs over the rows of a table; a row begins with its name.
+template <class ROW> class Table : public Product, public testing::WithParamInterface<ROW> {
+};
+inline const auto cpRowName = [](const auto& Info) { return Info.param.cpName; };
+
+std::string szRead(const std::string& szFile);
+void vWrite(const std::string& szFile, const std::string& szText);
+
+// What the system does; a test begins with the values in parentheses.
+extern int giPid;         // what getpid answers, and getppid one less (4711)
+extern bool gbNoPipe;     // whether popen fails (false)
+extern bool gbNoCalendar; // whether localtime does (false)
+
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;

@@ -1,0 +1,55 @@
+// The reader of INI files.
+#include "fixture.h"
+
+#include "cm_common.h"
+
+// The key is "k"; the answer is the value or the message.
+struct LOOKUP {
+    const char* cpName;
+    std::string szText;
+    std::string szAnswer;
+    const char* cpSection = "[S]";
+};
+
+static const std::string szI = "i_GetPrivateProfileString: ";
+
+static const LOOKUP strLookups[] = {
+    {"FoldsCase", "[s] x\nK=/X y  \n", "/X y"},
+    {"PrefixOfHeader", "k=1\n[SX]\nk=2\nk=3\n", "2", "[S"},
+    {"KeepsOtherThanBlanks", "[S]\r\nk= a#b=c \r\n", " a#b=c \r"},
+    {"AnySection", "kk=1\n[A]\n#k=2\nk=3\n[B]\nk=4\n", "3", nullptr},
+    {"FirstLineIsHeader", "\n#c\nk=1\nk=2\n[B]\nk=3\n", "2", ""},
+    {"SplitsLongLine", "[S]\n" + std::string(1023, 'x') + "k=2\n", "2"},
+    {"Reference", "[S]\nini=/x\nk=%(INI)/d\n", "/x/d"},
+    {"FirstReferenceOnly", "[S]\nk=a%(x)b%(y)\n[DEFAULT]\nx=1\ny=2\n", "a1b%(y)"},
+    {"DefaultForEmptyValue", "[S]\nk=<%(c)>\nc=\n[DEFAULT]\nc=1\n", "<1>"},
+    {"NoClosing", "[S]\nk=x%(b\nb=1\n", "x1"},
+    {"HeaderInFirstColumn", " [S]\nk=1\n", szI + "SECTION NOT FOUND: [s]."},
+    {"KeyInFirstColumn", "[S]\nk =1\n k=2\n#k=3\n", szI + "KEY NOT FOUND: k"},
+    {"SecondHeaderEnds", "[S]\na=1\n[S]\nk=2\n", szI + "KEY NOT FOUND [S]k"},
+    {"EmptyValue", "[S]\nk=\nk=2\n", szI + "KEY VALUE NOT FOUND."},
+    {"NotInDefault", "[S]\nk=%(b)\n[DEFAULT]\n[Q]\n", szI + "KEY NOT FOUND [DEFAULT]b"},
+    {"Circle", "[S]\nk=x%(k)\n[DEFAULT]\nk=%(k)\n", szI + "KEY NOT FOUND: k"},
+};
+
+using Ini = Table<LOOKUP>;
+INSTANTIATE_TEST_SUITE_P(, Ini, testing::ValuesIn(strLookups), cpRowName);
+
+TEST_P(Ini, Lookup)
+{
+    const auto& [cpName, szText, szAnswer, cpSection] = GetParam();
+    char szValue[1024];
+    char szMsg[256];
+    vWrite("a", szText);
+    const int i = i_GetPrivateProfileString("a", cpSection, "k", szValue, 1024, szMsg, 256);
+    EXPECT_EQ(i == 1 ? szValue : szMsg, szAnswer);
+}
+
+class IniFile : public Product {};
+
+TEST_F(IniFile, IsMissing)
+{
+    char szMsg[99] = "";
+    EXPECT_EQ(i_GetPrivateProfileString("nil", "", "k", nullptr, 0, szMsg, 99), 0);
+    EXPECT_EQ(szMsg, szI + "FILE NOT FOUND OR ACCESS PROBLEM: nil.");
+}

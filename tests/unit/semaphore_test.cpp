@@ -1,0 +1,120 @@
+// Semaphores between processes.
+#include "fixture.h"
+
+#include "cm_hal_semaphor.h"
+
+#include <fcntl.h>
+#include <filesystem>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+static const std::string szLOCK = "work/sem/s.sem";
+
+class Semaphore : public Product {
+protected:
+    SCT_SEMA strSema = {"s", "me", "", 0};
+    pid_t iHolder = 0;
+
+    // Death tests look at their own process.
+    Semaphore() { giPid = 0; }
+    ~Semaphore() override
+    {
+        if (iHolder > 0)
+            waitpid(iHolder, nullptr, kill(iHolder, SIGKILL));
+    }
+    int iServe(char cFunction) { return i_SEMA(cFunction, &strSema, {}); }
+
+    // Starts process 4242, which holds the semaphore until it is killed.
+    void vHold()
+    {
+        iHolder = fork();
+        if (iHolder == 0) {
+            giPid = 4242;
+            iServe('S');
+            _exit((alarm(20), pause()));
+        }
+        while (szRead(szLOCK) != "4242 me")
+            usleep(1000);
+    }
+
+    // A service that ends the process; its line goes where EXPECT_EXIT looks for it.
+    int iEnd(char cFunction)
+    {
+        dup2(STDERR_FILENO, STDOUT_FILENO);
+        return iServe(cFunction);
+    }
+};
+
+static const testing::ExitedWithCode Fatal(3);
+
+TEST_F(Semaphore, InquiryMakesNoFile)
+{
+    EXPECT_EQ(iServe('?'), 0);
+    EXPECT_STREQ(strSema.szMsg, "semaphore s is free");
+    EXPECT_EQ(iServe('x'), 0);
+    EXPECT_STREQ(strSema.szMsg, "error: invalid argument x");
+    EXPECT_TRUE(std::filesystem::is_empty("work"));
+}
+
+TEST_F(Semaphore, IsAcquiredAndReleased)
+{
+    for (const char* cpServices : {"+-", "*R", "SR"}) {
+        EXPECT_EQ(iServe(cpServices[0]), 1);
+        EXPECT_EQ(szRead(szLOCK), std::to_string(getpid()) + " me");
+        EXPECT_EQ(fcntl(strSema.hSema, F_GETFD), FD_CLOEXEC);
+        EXPECT_EQ(iServe(cpServices[1]), 1);
+        EXPECT_EQ(szRead(szLOCK), "");
+        EXPECT_EQ(strSema.hSema, 0);
+    }
+    EXPECT_EQ((unsigned)std::filesystem::status(szLOCK).permissions(), 0644U);
+    EXPECT_EQ((unsigned)std::filesystem::status("work/sem").permissions(), 0775U);
+}
+
+TEST_F(Semaphore, LiveHolder)
+{
+    vHold();
+    EXPECT_EQ(iServe('?'), 1);
+    EXPECT_STREQ(strSema.szMsg, "4242 me");
+    EXPECT_EQ(iServe('*'), 0);
+    EXPECT_STREQ(strSema.szMsg, "another process 4242 me is holding semaphore s");
+    vWrite(szLOCK, "");
+    EXPECT_EQ(iServe('?'), 1);
+    EXPECT_STREQ(strSema.szMsg, "semaphore is locked but no process information available");
+}
+
+// An inquiry of the holder itself leaves a closed descriptor.
+TEST_F(Semaphore, InquiryOfHolder)
+{
+    iServe('+');
+    EXPECT_EQ(iServe('?'), 0);
+    EXPECT_EQ(strSema.szMsg, std::to_string(getpid()) + " me");
+    EXPECT_EQ(szRead(szLOCK), "");
+    EXPECT_EXIT(iEnd('-'), Fatal, "MSG=failed to truncate lock file: \\(9\\) ");
+}
+
+TEST_F(Semaphore, DirectoryIsMissing)
+{
+    std::filesystem::remove("work");
+    EXPECT_EXIT(iEnd('+'), Fatal,
+                "^STATUS=FATAL MSG=failed to open lock file: \\(2\\) No such file or directory\n$");
+}
+
+TEST_F(Semaphore, WaitIsInterrupted)
+{
+    vHold();
+    struct sigaction strAction = {};
+    strAction.sa_handler = [](int) {};
+    sigaction(SIGALRM, &strAction, nullptr);
+    EXPECT_EXIT((ualarm(50000, 50000), iEnd('+')), Fatal,
+                "MSG=file lock with fcntl\\(\\) failed: \\(4\\) ");
+}
+
+TEST_F(Semaphore, DescriptionDoesNotFit)
+{
+    const struct rlimit strLimit = {600, 600};
+    memset(strSema.szCaller, 'x', sizeof(strSema.szCaller) - 1);
+    signal(SIGXFSZ, SIG_IGN);
+    EXPECT_EXIT((setrlimit(RLIMIT_FSIZE, &strLimit), iEnd('+')), Fatal,
+                "MSG=writing pid into lock file failed: \\(0\\) ");
+}
