@@ -59,14 +59,12 @@ TEST_F(Executor, BadAnswer)
     vSelect(42, "ABC", 0x70);
     EXPECT_EQ(iSend(szINQUIRY), IOCTL_ERROR);
     EXPECT_STREQ((char*)cBuf, "dat");
-    v_COPY(gszDev, sizeof(gszDev), "nil");
-    EXPECT_EQ(iSend(szINQUIRY), DEVICE_OPEN_ERROR);
 }
 
 TEST_F(Executor, LookUpByPipeline)
 {
-    vWrite("scsi", "Host: scsi0 Channel: 00 Id: 05 Lun: 02\n  Vendor: A\n"
-                   "Host: scsi1 Channel: 00 Id: 05 Lun: 02\n  Vendor: B\n");
+    vWrite("scsi", "Host: scsi0 Channel: 00 Id: 05 Lun: 02\n"
+                   "Host: scsi1 Channel: 00 Id: 05 Lun: 02\n");
     for (const std::string szID : {"0052", "1052"}) {
         v_COPY(gszID, sizeof(gszID), szID.c_str());
         EXPECT_EQ(iLinuxGetID("id", 0), 0);

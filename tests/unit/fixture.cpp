@@ -7,10 +7,6 @@
 #include <fstream>
 #include <sys/stat.h>
 
-int giPid;
-bool gbNoPipe;
-bool gbNoCalendar;
-
 std::string szRead(const std::string& szFile)
 {
     std::ifstream File(szFile);
@@ -36,7 +32,7 @@ Product::Product()
     setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
     umask(0);
     giPid = 4711;
-    gbNoPipe = gbNoCalendar = false;
+    gbNoPipe = gbNoDate = false;
     eLang = LANG_EN;
 }
 
@@ -69,10 +65,7 @@ pid_t __real_getpid();
 pid_t __wrap_getpid() { return giPid != 0 ? giPid : __real_getpid(); }
 pid_t __wrap_getppid() { return giPid - 1; }
 int __wrap_system(const char* cp) { return __real_system(szMoved(cp).c_str()); }
-struct tm* __wrap_localtime(const time_t* p)
-{
-    return gbNoCalendar ? nullptr : __real_localtime(p);
-}
+struct tm* __wrap_localtime(const time_t* p) { return gbNoDate ? nullptr : __real_localtime(p); }
 
 FILE* __wrap_fopen(const char* cpFile, const char* cpMode)
 {

@@ -23,9 +23,11 @@ std::string szRead(const std::string& szFile);
 void vWrite(const std::string& szFile, const std::string& szText);
 
 // What the system does; a test begins with the values in parentheses.
-extern int giPid;         // what getpid answers, and getppid one less (4711)
-extern bool gbNoPipe;     // whether popen fails (false)
-extern bool gbNoCalendar; // whether localtime does (false)
+// What getpid answers, 0 for the truth, and getppid one less (4711).
+inline int giPid;
+// Whether popen and localtime fail (false).
+inline bool gbNoPipe;
+inline bool gbNoDate;
 
 using testing::internal::CaptureStderr;
 using testing::internal::GetCapturedStderr;

@@ -13,6 +13,14 @@ struct LOOKUP {
 
 static const std::string szI = "i_GetPrivateProfileString: ";
 
+static std::string szChain()
+{
+    std::string szText = "[S]\nk";
+    for (int i = 0; i < 1000; i++)
+        szText += "=%(" + std::to_string(i) + ")\n" + std::to_string(i);
+    return szText + "=end\n";
+}
+
 static const LOOKUP strLookups[] = {
     {"FoldsCase", "[s] x\nK=/X y  \n", "/X y"},
     {"PrefixOfHeader", "k=1\n[SX]\nk=2\nk=3\n", "2", "[S"},
@@ -24,6 +32,7 @@ static const LOOKUP strLookups[] = {
     {"FirstReferenceOnly", "[S]\nk=a%(x)b%(y)\n[DEFAULT]\nx=1\ny=2\n", "a1b%(y)"},
     {"DefaultForEmptyValue", "[S]\nk=<%(c)>\nc=\n[DEFAULT]\nc=1\n", "<1>"},
     {"NoClosing", "[S]\nk=x%(b\nb=1\n", "x1"},
+    {"Chain", szChain(), "end"},
     {"HeaderInFirstColumn", " [S]\nk=1\n", szI + "SECTION NOT FOUND: [s]."},
     {"KeyInFirstColumn", "[S]\nk =1\n k=2\n#k=3\n", szI + "KEY NOT FOUND: k"},
     {"SecondHeaderEnds", "[S]\na=1\n[S]\nk=2\n", szI + "KEY NOT FOUND [S]k"},
@@ -43,13 +52,4 @@ TEST_P(Ini, Lookup)
     vWrite("a", szText);
     const int i = i_GetPrivateProfileString("a", cpSection, "k", szValue, 1024, szMsg, 256);
     EXPECT_EQ(i == 1 ? szValue : szMsg, szAnswer);
-}
-
-class IniFile : public Product {};
-
-TEST_F(IniFile, IsMissing)
-{
-    char szMsg[99] = "";
-    EXPECT_EQ(i_GetPrivateProfileString("nil", "", "k", nullptr, 0, szMsg, 99), 0);
-    EXPECT_EQ(szMsg, szI + "FILE NOT FOUND OR ACCESS PROBLEM: nil.");
 }

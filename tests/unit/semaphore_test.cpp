@@ -34,7 +34,7 @@ protected:
             iServe('S');
             _exit((alarm(20), pause()));
         }
-        while (szRead(szLOCK) != "4242 me")
+        for (int i = 0; i < 5000 && szRead(szLOCK) != "4242 me"; i++)
             usleep(1000);
     }
 
@@ -78,6 +78,9 @@ TEST_F(Semaphore, LiveHolder)
     EXPECT_STREQ(strSema.szMsg, "4242 me");
     EXPECT_EQ(iServe('*'), 0);
     EXPECT_STREQ(strSema.szMsg, "another process 4242 me is holding semaphore s");
+    strSema.hSema = 0;
+    EXPECT_EQ(iServe('-'), 1);
+    EXPECT_STREQ(strSema.szMsg, "4242 me");
     vWrite(szLOCK, "");
     EXPECT_EQ(iServe('?'), 1);
     EXPECT_STREQ(strSema.szMsg, "semaphore is locked but no process information available");
@@ -98,6 +101,20 @@ TEST_F(Semaphore, DirectoryIsMissing)
     std::filesystem::remove("work");
     EXPECT_EXIT(iEnd('+'), Fatal,
                 "^STATUS=FATAL MSG=failed to open lock file: \\(2\\) No such file or directory\n$");
+}
+
+TEST_F(Semaphore, PlantedFile)
+{
+    std::filesystem::create_directory("work/sem");
+    vWrite("target", "text");
+    for (const std::string szPlant : {"ln -s ../../target ", "ln target ", "mkfifo "}) {
+        EXPECT_EQ(system((szPlant + szLOCK).c_str()), 0);
+        EXPECT_EXIT(iEnd('+'), Fatal, "MSG=failed to open lock file: ");
+        EXPECT_EQ(iServe('?'), 1);
+        EXPECT_EQ(strSema.szMsg, "failed to open semaphore file " + szLOCK);
+        EXPECT_EQ(szRead("target"), "text");
+        std::filesystem::remove(szLOCK);
+    }
 }
 
 TEST_F(Semaphore, WaitIsInterrupted)
