@@ -99,22 +99,24 @@ TEST_F(Semaphore, InquiryOfHolder)
 TEST_F(Semaphore, DirectoryIsMissing)
 {
     std::filesystem::remove("work");
-    EXPECT_EXIT(iEnd('+'), Fatal,
-                "^STATUS=FATAL MSG=failed to open lock file: \\(2\\) No such file or directory\n$");
+    EXPECT_EXIT(iEnd('+'), Fatal, "^STATUS=FATAL MSG=failed to open lock file: \\(2\\) No");
 }
 
 TEST_F(Semaphore, PlantedFile)
 {
     std::filesystem::create_directory("work/sem");
     vWrite("target", "text");
+    // Nothing may wait for the other end of a pipe.
+    alarm(20);
     for (const std::string szPlant : {"ln -s ../../target ", "ln target ", "mkfifo "}) {
         EXPECT_EQ(system((szPlant + szLOCK).c_str()), 0);
-        EXPECT_EXIT(iEnd('+'), Fatal, "MSG=failed to open lock file: ");
+        EXPECT_EXIT((alarm(9), iEnd('+')), Fatal, "MSG=failed to open lock");
         EXPECT_EQ(iServe('?'), 1);
         EXPECT_EQ(strSema.szMsg, "failed to open semaphore file " + szLOCK);
         EXPECT_EQ(szRead("target"), "text");
         std::filesystem::remove(szLOCK);
     }
+    alarm(0);
 }
 
 TEST_F(Semaphore, WaitIsInterrupted)
@@ -122,8 +124,7 @@ TEST_F(Semaphore, WaitIsInterrupted)
     vHold();
     struct sigaction strAction = {};
     strAction.sa_handler = [](int) {};
-    sigaction(SIGALRM, &strAction, nullptr);
-    EXPECT_EXIT((ualarm(50000, 50000), iEnd('+')), Fatal,
+    EXPECT_EXIT((sigaction(SIGALRM, &strAction, nullptr), ualarm(50000, 50000), iEnd('+')), Fatal,
                 "MSG=file lock with fcntl\\(\\) failed: \\(4\\) ");
 }
 
