@@ -137,6 +137,13 @@ def test_device_goes_during_the_run(lab, device, later):
         assert (out, process.returncode, sent) == ("", 0, ["/dev/sg1"] * 2)
 
 
+# Two devices have one ID: the last one is meant by the ID, the given one by its path.
+def test_one_id_for_two(lab):
+    twins = library("0:0:3:0 tape", "0:0:12:0 tape")
+    assert {line.split()[0] for line in lab.run("0030 s", library=twins).sent} == {"sg1"}
+    assert {line.split()[0] for line in lab.run("/dev/sg0 s").sent} == {"sg0"}
+
+
 # Where neither the listing nor sysfs has anything, or the listing is there but cannot be read.
 @pytest.mark.parametrize(
     "settings, scenario",

@@ -152,6 +152,14 @@ static bool bIsGivenNode(LISTING* pListing)
     return pEntry->iNum - 1 == pGiven->iNumber && strNodeOf(pListing).iNumber == pGiven->iNumber;
 }
 
+// Keeps the run at the device of the node, which sysfs knows.
+static void vPin(const NODE_ADDRESS* pNode, const char* cpID)
+{
+    gstrPin.bSet = true;
+    gstrPin.strAddress = pNode->strAddress;
+    v_COPY(gstrPin.szID, sizeof(gstrPin.szID), cpID);
+}
+
 // Whether the run has another device than the current entry, so that even the same ID means
 // nothing.
 static bool bPinnedElsewhere(const LISTING_ENTRY* pEntry)
@@ -179,6 +187,8 @@ static void vSelect(LISTING* pListing, const char* szTypeLine)
         pListing->strSelected = pListing->strGiven;
         vTraceNode(pEntry, pListing->strGiven.iNumber);
         v_COPY(gszID, sizeof(gszID), pEntry->szID);
+        if (pListing->strGiven.bKnown) // at once: a later entry may have the same ID
+            vPin(&pListing->strGiven, gszID);
         TRACE_ABOVE(&strLog, 0, "gszID set to [%s]", gszID);
     }
 }
@@ -197,9 +207,7 @@ static void vEndPass(const LISTING* pListing)
         v_COPY(gszDev, sizeof(gszDev), gstrPin.szID);
         TRACE_ABOVE(&strLog, 0, "device [%s] is gone", gszDev);
     } else if (!gstrPin.bSet && pListing->bSelected && pListing->strSelected.bKnown) {
-        gstrPin.bSet = true;
-        v_COPY(gstrPin.szID, sizeof(gstrPin.szID), gszID);
-        gstrPin.strAddress = pListing->strSelected.strAddress;
+        vPin(&pListing->strSelected, gszID);
     }
     v_COPY(gstrPin.szDev, sizeof(gstrPin.szDev), gszDev);
 }
