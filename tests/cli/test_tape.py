@@ -18,7 +18,7 @@ INTERNAL_STATUS = {
 
 @pytest.mark.parametrize("byte, shown", INTERNAL_STATUS.items())
 def test_internal_status(lab, byte, shown):
-    stdout = f"Tape Info\nmedium_type=Data medium\n{shown}buffered_mode=0\nblock_length=0 (variable)\n..."
+    stdout = f"Tape Info\nmedium_type=Data medium\n{shown}buffered_mode=0\n...=0 (variable)\n..."
     lab.expect("0040 s", stdout, replies=[b"", bytes([*bytes(18), byte]), b""])
 
 
