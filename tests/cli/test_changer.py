@@ -75,7 +75,6 @@ RETRIES = {
         0,
     ),
     "reads fail": (["read EIO"] * 3, "".join(FAILED + NOT_FILLED(3, n) for n in range(3)), 3),
-    "short read with the list": ([(MIXED, "read 200")], FAILED + DRIVE_1, 3),
 }
 
 

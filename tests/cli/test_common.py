@@ -28,40 +28,39 @@ def test_protocol_in_the_language_of_the_product(lab):
     assert second[19:] == text + "existiert noch nicht - Neustart"
 
 
-LUN_1 = "[device]\naddress = 0:0:3:1\ntype = changer\n"
-COMMAND = """\
-1 set LUN 1 with cCDB[1] 0x20
-2 iLinuxScsiCmd 0x12
-1 device gszDev set to [/dev/sg0]
-"""
-# The lines of a run, each behind the level from which on it is written.
+# The lines of a run, each behind the level from which on it is written. A path is completed by the
+# ID, and so by the LUN, when the first command is sent.
 TRACE = f"""\
 1 Logging enabled for module KQ_MVK: Loglevel ..., PID=..., parent process: ... (PPID={os.getpid()})
 2 set language to en
 2 ...
 1 ...
-1 SEMA ? mvk_busy_0031
-2 SEMA ? returns: 0: semaphore mvk_busy_0031 is free
-1 SEMA + mvk_busy_0031
+1 SEMA ? mvk_busy
+2 SEMA ? returns: 0: semaphore mvk_busy is free
+1 SEMA + mvk_busy
 1 WARNING: failed to open lock file: (2) No such file or directory
 1 SUCCESS: directory .../work/sem created >> retry creation of lock file: (...) ...
-2 SEMA + returns: 1: semaphore mvk_busy_0031 is free
-{COMMAND}{COMMAND}1 SEMA - mvk_busy_0031
-2 SEMA - returns: 1: semaphore mvk_busy_0031 is free
+2 SEMA + returns: 1: semaphore mvk_busy is free
+2 iLinuxScsiCmd 0x12
+1 gszID set to [0031]
+1 set LUN 1 with cCDB[1] 0x20
+2 iLinuxScsiCmd 0x12
+1 device gszDev set to [/dev/sg0]
+1 SEMA - mvk_busy
+2 SEMA - returns: 1: semaphore mvk_busy is free
 1 exit with state 0: MVK_SUCCESS
 """
 
 
-@pytest.mark.parametrize("debug", ["KQ_MVK=1\nSTDERR=3\n", "KQ_MVK=2\n", "kq_mvk=2\n"])
-def test_trace(lab, debug):
-    lab.write("ini/debug.ini", debug)
-    run = lab.run("0031 i", library=LUN_1)
-    levels = "[12]" if "=2" in debug else "1"
-    expected = "".join(re.findall(f"(?m)^{levels} (.*\n)", TRACE)) if "KQ" in debug else ""
+@pytest.mark.parametrize("level", [1, 2])
+def test_trace(lab, level):
+    lab.write("ini/debug.ini", f"kq_mvk=3\nKQ_MVK={level}\nSTDERR=1\n")
+    run = lab.run("/dev/sg0 i", library="[device]\naddress = 0:0:3:1\ntype = changer\n")
     trace = lab.read("lgc/kq_mvk.lgc")
+    expected = "".join(re.findall(f"(?m)^[1-{level}] (.*\n)", TRACE))
     assert_text(re.sub(r"(?m)^[ \d]\d:\d\d:\d\d# ", "", trace), expected)
     # All but the line that tells of the log goes to standard error too.
-    assert run.stderr == (trace.partition("\n")[2] if "STDERR" in debug else "") + OK
+    assert run.stderr == trace.partition("\n")[2] + OK
 
 
 def test_debug_trace(lab):

@@ -121,7 +121,6 @@ FAILURES = {
     "read 0x12 2 290": ("iLinuxScsiCmd() Error read from /dev/sg1\n", 3),
     "timeout sg1 * EPERM": (TIMEOUT_ERROR * 2 + LOADER, 0),
     "result 0x12 2 7": (LOADER, 0),  # is left to the operations
-    "open sg1 * EBUSY": ("Could not open /dev/sg1\n" * 2, 2),
 }
 
 

@@ -154,11 +154,17 @@ DONE SET MODE SENSE FOR EEPROM WITH STATUS 0
     lab.expect(["0040", "set_eeprom", "\xe4", "5"], stdout, replies=[TEXT])
 
 
-def test_set_eeprom_without_key_or_value(lab):
-    stdout = TEXT_SHOWN + "FAIL GOT NO KEY TO SET\nEXAMPLE\nVENDORID\n"
-    lab.expect(["0040", "set_eeprom", "", "X"], stdout, 1, replies=[TEXT])
-    stdout = TEXT_SHOWN + "FAIL GOT NO VALUE TO SET\n"
-    lab.expect(["0040", "set_eeprom", "K", ""], stdout, 1, replies=[TEXT])
+@pytest.mark.parametrize(
+    "key, text", [("", "KEY TO SET\nEXAMPLE\nVENDORID"), ("K", "VALUE TO SET")]
+)
+def test_set_eeprom_without_key_or_value(lab, key, text):
+    stdout = f"{TEXT_SHOWN}FAIL GOT NO {text}\n"
+    lab.expect(["0040", "set_eeprom", key, ""], stdout, 1, replies=[TEXT])
+
+
+@pytest.mark.parametrize("words", ["get", "get_eeprom", "set_eeprom K X", "set block_size 5"])
+def test_failing_command_ends_the_operation(lab, words):
+    lab.expect(f"0040 {words}", f"TRY...\n{READ_ERROR}", 3, replies=["read EIO"])
 
 
 def test_attributes(lab):
@@ -282,9 +288,14 @@ def test_label(lab, pieces, label):
     lab.expect("0040 L", stdout, replies=[b"", b"", tape_block(pieces)])
 
 
+def test_debug_lines_of_a_label(lab):
+    replies = [b"", b"", tape_block({0: b"2A"})]
+    lab.expect("0040 L debug", "...\n[0] 50\n[1] 65\nzel_label=\n...", replies=replies)
+    replies = [b"", b"", tape_block({0: b"TAPE", 94: b"X"})]
+    lab.expect("0040 L debug", "...gszCurCmd=mvk 0040 L debug \n\ngorvath...", replies=replies)
+
+
 def test_only_the_load_counts(lab):
-    stdout = (
-        f"TRY LOAD TAPE\n{READ_ERROR}DONE LOAD TAPE\nTRY...SIZE\n{READ_ERROR}TRY READ\n{READ_ERROR}"
-    )
+    stdout = f"TRY LOAD TAPE\n{READ_ERROR}DONE LOAD TAPE\nTRY...{READ_ERROR}TRY READ\n{READ_ERROR}"
     lab.expect("0040 L", stdout, 3, replies=["read EIO"] * 3)
     lab.expect("0040 L", "TRY...", replies=[b"", "read EIO", "read EIO"])
