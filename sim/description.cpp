@@ -1,86 +1,105 @@
-// The description of a library and its state: one text format, one reader, one writer. The writer
-// repeats the lines and replaces the values that change, so that a state file stays as readable as
-// the description it came from.
+// The description of a library and its state: one text format. The writer repeats the lines and
+// replaces the values that change, so that a state file stays as readable as the description it
+// came from.
 #include "keys.h"
+#include "library.h"
 
 #include <string.h>
 
 // The text of the library, line by line: a key and its value, or a section header, a comment or an
 // empty line without a value.
-static struct {
-    char *cpKey, *cpValue;
-} gLines[LINE_MAX];
+struct TEXT_LINE {
+    char* cpKey;
+    const char* cpValue;
+};
+static const int iLINE_MAX = 1 << 17;
+static TEXT_LINE gstrLines[iLINE_MAX];
 static int giLines;
 
-// The next value of a key in a section, from line *ipLine on, which moves behind it; null at the
-// end of the section.
 const char* cpNextValue(int* ipLine, const char* cpKey)
 {
-    for (int i = *ipLine; i < giLines && gLines[i].cpKey[0] != '['; i++) {
-        if (gLines[i].cpValue && strcmp(gLines[i].cpKey, cpKey) == 0) {
+    for (int i = *ipLine; i < giLines && gstrLines[i].cpKey[0] != '['; i++) {
+        if (gstrLines[i].cpValue != nullptr && strcmp(gstrLines[i].cpKey, cpKey) == 0) {
             *ipLine = i + 1;
-            return gLines[i].cpValue;
+            return gstrLines[i].cpValue;
         }
     }
     return nullptr;
+}
+
+static char* cpBeginDevice(int iLine)
+{
+    if (gstrLib.iDevices == iDEVICE_MAX) {
+        bRefuse("more than %d devices", iDEVICE_MAX);
+        return nullptr;
+    }
+    DEVICE* pDev = &gstrLib.strDevices[gstrLib.iDevices++];
+    *pDev = {};
+    pDev->iLine = iLine;
+    return cpNew(gstrDeviceKeys, pDev);
+}
+
+static char* cpBeginCartridge(int iLine)
+{
+    if (gstrLib.iCartridges == iCARTRIDGE_MAX) {
+        bRefuse("more than %d cartridges", iCARTRIDGE_MAX);
+        return nullptr;
+    }
+    CARTRIDGE* pCart = &gstrLib.strCartridges[gstrLib.iCartridges++];
+    *pCart = {};
+    pCart->iLine = iLine;
+    return cpNew(gstrCartridgeKeys, pCart);
 }
 
 // Begins a section whose lines start at iLine; returns where its values go, null when it cannot.
 static char* cpBegin(const KEY* pKeys, int iLine)
 {
-    if (pKeys == gLibraryKeys)
-        return (char*)&gLib;
-    if (pKeys == gDeviceKeys && gLib.iDevices == DEVICE_MAX)
-        iRefuse("more than %d devices", DEVICE_MAX);
-    else if (pKeys == gDeviceKeys) {
-        DEVICE* pDev = &gLib.device[gLib.iDevices++];
-        *pDev = {};
-        pDev->iLine = iLine;
-        return cpNew(pKeys, pDev);
-    }
-    if (pKeys == gCartridgeKeys && gLib.iCartridges == CARTRIDGE_MAX)
-        iRefuse("more than %d cartridges", CARTRIDGE_MAX);
-    else if (pKeys == gCartridgeKeys) {
-        CARTRIDGE* pCart = &gLib.cartridge[gLib.iCartridges++];
-        *pCart = {};
-        pCart->iLine = iLine;
-        return cpNew(pKeys, pCart);
-    }
-    return nullptr;
+    if (pKeys == gstrDeviceKeys)
+        return cpBeginDevice(iLine);
+    if (pKeys == gstrCartridgeKeys)
+        return cpBeginCartridge(iLine);
+    return pKeys == gstrLibraryKeys ? (char*)&gstrLib : nullptr;
 }
 
-// Reads a description or a state into gLib; the text is cut up and stays in use. A mistake ends
-// the process with the name of the file and the line.
+// Cuts a line at its equal sign; without one the value is empty. Returns whether there is one.
+static bool bCut(TEXT_LINE* pLine)
+{
+    char* cpEqual = strchr(pLine->cpKey, '=');
+    pLine->cpValue = cpEqual != nullptr ? cpTrim(cpEqual + 1) : "";
+    if (cpEqual != nullptr)
+        *cpEqual = '\0';
+    cpTrim(pLine->cpKey);
+    return cpEqual != nullptr;
+}
+
 void vParse(char* cpText, const char* cpName)
 {
-    const KEY *pKeys = nullptr, *pKey;
-    char *cpObject = nullptr, *cpLine, *cpEqual;
-    int iGood = 1;
-    gLib.iDevices = gLib.iElements = gLib.iCartridges = 0;
-    cpNew(gLibraryKeys, &gLib);
-    for (giLines = 0; giLines < LINE_MAX; giLines++) {
-        cpLine = cpTakeLine(&cpText);
-        if (!cpLine)
+    const KEY* pKeys = nullptr;
+    char* cpObject = nullptr;
+    vForgetAll();
+    cpNew(gstrLibraryKeys, &gstrLib);
+    for (giLines = 0; giLines < iLINE_MAX; giLines++) {
+        TEXT_LINE* pLine = &gstrLines[giLines];
+        *pLine = {cpTakeLine(&cpText), nullptr};
+        bool bGood = true;
+        if (pLine->cpKey == nullptr)
             return;
-        gLines[giLines] = {cpLine, nullptr};
-        if (*cpLine == '[') {
-            pKeys = pSectionKeys(cpLine);
+        if (pLine->cpKey[0] == '[') {
+            pKeys = pSectionKeys(pLine->cpKey);
             cpObject = cpBegin(pKeys, giLines + 1);
-            iGood = cpObject != nullptr;
-        } else if (*cpLine && *cpLine != '#') {
-            cpEqual = strchr(cpLine, '=');
-            gLines[giLines].cpValue = cpEqual ? cpTrim(cpEqual + 1) : cpLine + strlen(cpLine);
-            if (cpEqual)
-                *cpEqual = 0;
-            pKey = pFindKey(pKeys, cpTrim(cpLine));
-            iGood = pKey && cpObject && cpEqual && iStore(pKey, cpObject, gLines[giLines].cpValue);
+            bGood = cpObject != nullptr;
+        } else if (pLine->cpKey[0] != '\0' && pLine->cpKey[0] != '#') {
+            const bool bCutUp = bCut(pLine);
+            const KEY* pKey = pFindKey(pKeys, pLine->cpKey);
+            bGood = bCutUp && pKey != nullptr && cpObject != nullptr &&
+                    bStore(pKey, cpObject, pLine->cpValue);
         }
-        if (!iGood)
+        if (!bGood)
             vFatal("%s:%d: %s: %s %s", cpName, giLines + 1,
-                   *gszReason ? gszReason : "not understood", cpLine,
-                   gLines[giLines].cpValue ? gLines[giLines].cpValue : "");
+                   gszReason[0] != '\0' ? gszReason : "not understood", pLine->cpKey,
+                   pLine->cpValue != nullptr ? pLine->cpValue : "");
     }
-    vFatal("%s: more than %d lines", cpName, LINE_MAX);
+    vFatal("%s: more than %d lines", cpName, iLINE_MAX - 1);
 }
 
 // How many bytes from iAt on can stand between quotes.
@@ -96,7 +115,7 @@ static int iTextRun(const BYTES* pBytes, int iAt)
 static void vAddBytes(OUT* pOut, const BYTES* pBytes)
 {
     for (int i = 0; i < pBytes->iLen;) {
-        int iRun = iTextRun(pBytes, i);
+        const int iRun = iTextRun(pBytes, i);
         if (iRun >= 4)
             vAdd(pOut, " \"%.*s\" ", iRun, (const char*)pBytes->c + i);
         else
@@ -105,42 +124,53 @@ static void vAddBytes(OUT* pOut, const BYTES* pBytes)
     }
 }
 
-// The values of an object that change, as far as they are not what a new object has.
-static void vAddSaved(OUT* pOut, const KEY* pKeys, const void* vpObject)
+// A value that changes, unless it is what a new object has.
+static void vAddValue(OUT* pOut, const KEY* pKey, const void* vpValue)
 {
-    for (const KEY* p = pKeys; p->cpName; p++) {
-        const void* vp = (const char*)vpObject + p->uiOffset;
-        int iValue = *(const int*)vp; // of bytes, their count
-        if (!p->iSaved || iValue == p->iDefault)
-            continue;
-        vAdd(pOut, "%s = ", p->cpName);
-        if (p->iKind == K_BYTES)
-            vAddBytes(pOut, (const BYTES*)vp);
-        else if (iValue == -1 || p->iLimit == 1)
-            vAdd(pOut, iValue == -1 ? "none" : iValue ? "yes" : "no");
-        else
-            vAdd(pOut, "%d", iValue);
+    if (pKey->eKind == KEY_FLAG) {
+        if (*(const bool*)vpValue)
+            vAdd(pOut, "%s = yes\n", pKey->cpName);
+    } else if (pKey->eKind == KEY_BYTES) {
+        const BYTES* pBytes = (const BYTES*)vpValue;
+        if (pBytes->iLen == 0)
+            return;
+        vAdd(pOut, "%s = ", pKey->cpName);
+        vAddBytes(pOut, pBytes);
         vAdd(pOut, "\n");
+    } else {
+        const int iValue = *(const int*)vpValue;
+        if (iValue == -1 && iValue != pKey->iDefault)
+            vAdd(pOut, "%s = none\n", pKey->cpName);
+        else if (iValue != pKey->iDefault)
+            vAdd(pOut, "%s = %d\n", pKey->cpName, iValue);
     }
 }
 
-// Writes the lines that gLib was read from, with the values that gLib has now.
+static void vAddSaved(OUT* pOut, const KEY* pKeys, const void* vpObject)
+{
+    for (const KEY* p = pKeys; p->cpName != nullptr; p++) {
+        if (p->bSaved)
+            vAddValue(pOut, p, (const char*)vpObject + p->uiOffset);
+    }
+}
+
 void vWriteState(OUT* pOut)
 {
     const KEY* pKeys = nullptr;
-    int iDevice = 0, iCartridge = 0;
+    int iDevice = 0;
+    int iCartridge = 0;
     for (int i = 0; i < giLines; i++) {
-        const char *cpKey = gLines[i].cpKey, *cpValue = gLines[i].cpValue;
-        if (!cpValue)
-            vAdd(pOut, "%s\n", cpKey);
-        else if (!pFindKey(pKeys, cpKey)->iSaved)
-            vAdd(pOut, "%s = %s\n", cpKey, cpValue);
-        if (*cpKey != '[')
+        const TEXT_LINE* pLine = &gstrLines[i];
+        if (pLine->cpValue == nullptr)
+            vAdd(pOut, "%s\n", pLine->cpKey);
+        else if (!pFindKey(pKeys, pLine->cpKey)->bSaved)
+            vAdd(pOut, "%s = %s\n", pLine->cpKey, pLine->cpValue);
+        if (pLine->cpKey[0] != '[')
             continue;
-        pKeys = pSectionKeys(cpKey);
-        if (pKeys == gDeviceKeys)
-            vAddSaved(pOut, pKeys, &gLib.device[iDevice++]);
-        else if (pKeys == gCartridgeKeys)
-            vAddSaved(pOut, pKeys, &gLib.cartridge[iCartridge++]);
+        pKeys = pSectionKeys(pLine->cpKey);
+        if (pKeys == gstrDeviceKeys)
+            vAddSaved(pOut, pKeys, &gstrLib.strDevices[iDevice++]);
+        else if (pKeys == gstrCartridgeKeys)
+            vAddSaved(pOut, pKeys, &gstrLib.strCartridges[iCartridge++]);
     }
 }

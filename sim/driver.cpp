@@ -1,45 +1,56 @@
 // The generic driver's older interface: a request is the bytes of one write (a header of 36 bytes,
 // the command, and data only if it was written too), its answer those of one read. Lengths, errors
 // and header fields are those of the kernel's sg driver, unless a scenario orders otherwise.
-#include "sim.h"
+#include "devices.h"
+#include "files.h"
+#include "library.h"
+#include "log.h"
+#include "scenario.h"
 
 #include <errno.h>
 #include <string.h>
 #include <time.h>
 
-enum { FILE_MAX = 32, REPLY_MAX = 1 << 24, TIMEOUT_DEFAULT = 60000 };
-enum { SET_TIMEOUT = 0x2201, GET_IDLUN = 0x5382 };
-static const size_t guiHeader = 36;        // of a request and of a reply
-static const size_t guiWriteMax = 1 << 16; // bytes of a request
+static const int iFILE_MAX = 32;
+static const int iREPLY_MAX = 1 << 24;
+static const int iTIMEOUT_DEFAULT = 60000;
+static const unsigned long uiSET_TIMEOUT = 0x2201;
+static const unsigned long uiGET_IDLUN = 0x5382;
+static const size_t uiHEADER = 36;         // of a request and of a reply
+static const size_t uiWRITE_MAX = 1 << 16; // bytes of a request
 
 // An open device. Descriptors made by dup share it.
 struct OPEN_FILE {
-    int iShares; // 0: free
-    int iKind, iDevice;
+    int64_t i64Ready; // when the device is done
+    int iShares;      // 0: free
+    PLACE_KIND eKind;
+    int iDevice;
     char szPath[32];
     int iTimeout;
-    int iPending; // a request waits for its read
-    int iOpcode, iReplyLen, iPackId, iStatus, iInLen;
-    unsigned char cSense[18];
-    int64_t i64Ready; // when the device is done
-    unsigned char cIn[DATA_IN_MAX];
+    int iOpcode;
+    int iReplyLen;
+    int iPackId;
+    int iStatus;
+    int iInLen;
+    unsigned char cSense[iSENSE_LENGTH];
+    bool bPending; // a request waits for its read
+    unsigned char cIn[iDATA_IN_MAX];
 };
-static OPEN_FILE gFiles[FILE_MAX];
+static OPEN_FILE gstrFiles[iFILE_MAX];
 
-// Notes an open device. Returns its place, -1 when too many are open.
-int iFileNew(const char* cpPath, int iKind, int iDevice)
+int iFileNew(const char* cpPath, PLACE_KIND eKind, int iDevice)
 {
     int iFile = 0;
-    while (iFile < FILE_MAX && gFiles[iFile].iShares)
+    while (iFile < iFILE_MAX && gstrFiles[iFile].iShares != 0)
         iFile++;
-    if (iFile == FILE_MAX)
+    if (iFile == iFILE_MAX)
         return -1;
-    OPEN_FILE* p = &gFiles[iFile];
+    OPEN_FILE* p = &gstrFiles[iFile];
     p->iShares = 1;
-    p->iKind = iKind;
+    p->eKind = eKind;
     p->iDevice = iDevice;
-    p->iTimeout = TIMEOUT_DEFAULT;
-    p->iPending = 0;
+    p->iTimeout = iTIMEOUT_DEFAULT;
+    p->bPending = false;
     memset(p->szPath, 0, sizeof(p->szPath));
     memcpy(p->szPath, cpPath, strnlen(cpPath, sizeof(p->szPath) - 1));
     return iFile;
@@ -47,104 +58,118 @@ int iFileNew(const char* cpPath, int iKind, int iDevice)
 
 void vFileShare(int iFile)
 {
-    gFiles[iFile].iShares++;
+    gstrFiles[iFile].iShares++;
 }
 
 void vFileClose(int iFile, int iFd)
 {
-    gFiles[iFile].iShares--;
-    vLog(i64Now(), "close", gFiles[iFile].szPath, "%d", iFd);
+    gstrFiles[iFile].iShares--;
+    vLog(i64Now(), "close", gstrFiles[iFile].szPath, "%d", iFd);
+}
+
+// What the scenario orders instead of what the device would do. Returns whether it orders
+// something.
+static bool bOrdered(const OPEN_FILE* p, REQUEST* pReq)
+{
+    const RULE* pReply = pRule(ACTION_REPLY, pReq->cpCDB[0], p->szPath);
+    const RULE* pStatus = pRule(ACTION_STATUS, pReq->cpCDB[0], p->szPath);
+    if (pReply != nullptr) {
+        pReq->iInLen = pReply->iLen < pReq->iInMax ? pReply->iLen : pReq->iInMax;
+        memcpy(pReq->cpIn, pReply->cpData, (size_t)pReq->iInLen);
+    }
+    if (pStatus != nullptr) {
+        pReq->iStatus = pStatus->iValue;
+        memcpy(pReq->cSense, pStatus->cpData, (size_t)pStatus->iLen);
+    }
+    return pReply != nullptr || pStatus != nullptr;
 }
 
 // Lets the device carry out a command, or takes its answer from the scenario.
-static void vExecute(OPEN_FILE* p, const unsigned char* cpCdb, size_t uiCdbLen, size_t uiOutLen)
+static void vExecute(OPEN_FILE* p, const unsigned char* cpCDB, size_t uiCDBLen, size_t uiOutLen)
 {
-    int iRoom = p->iReplyLen > (int)guiHeader ? p->iReplyLen - (int)guiHeader : 0, iDelay = 0;
-    REQUEST req = {cpCdb, cpCdb + uiCdbLen, (int)uiOutLen, p->cIn, iRoom, 0, 0, {}, p->iDevice, 0};
-    const RULE* pReply = pRule(ACT_REPLY, cpCdb[0], p->szPath);
-    const RULE* pStatus = pRule(ACT_STATUS, cpCdb[0], p->szPath);
-    const RULE* pDelay = pRule(ACT_DELAY, cpCdb[0], p->szPath);
-    if (iRoom > DATA_IN_MAX)
-        req.iInMax = DATA_IN_MAX;
-    if (pReply) {
-        req.iInLen = pReply->iLen < req.iInMax ? pReply->iLen : req.iInMax;
-        memcpy(p->cIn, pReply->cpData, (size_t)req.iInLen);
-    }
-    if (pStatus) {
-        req.iStatus = pStatus->iValue;
-        memcpy(req.cSense, pStatus->cpData, (size_t)pStatus->iLen);
-    }
-    if (!pReply && !pStatus) {
+    int iRoom = p->iReplyLen > (int)uiHEADER ? p->iReplyLen - (int)uiHEADER : 0;
+    int iDelay = 0;
+    if (iRoom > iDATA_IN_MAX)
+        iRoom = iDATA_IN_MAX;
+    REQUEST strReq = {cpCDB, cpCDB + uiCDBLen, (int)uiOutLen, p->cIn, iRoom, 0, STATUS_GOOD,
+                      {},    p->iDevice,       false};
+    const bool bScripted = bOrdered(p, &strReq);
+    const RULE* pDelay = pRule(ACTION_DELAY, cpCDB[0], p->szPath);
+    if (!bScripted) {
         vLibraryEnter();
-        vRunCommand(&req);
-        iDelay = gLib.device[p->iDevice].iDelay;
-        vLibraryLeave(req.iChanged);
+        vRunCommand(&strReq);
+        iDelay = pDeviceOf(&strReq)->iDelay;
+        vLibraryLeave(strReq.bChanged);
     }
-    p->i64Ready = i64Now() + (int64_t)(pDelay ? pDelay->iValue : iDelay) * 1000000;
-    p->iOpcode = cpCdb[0];
-    p->iStatus = req.iStatus;
-    p->iInLen = req.iInLen;
-    memcpy(p->cSense, req.cSense, sizeof(p->cSense));
-    p->iPending = 1;
+    if (pDelay != nullptr)
+        iDelay = pDelay->iValue;
+    p->i64Ready = i64Now() + (int64_t)iDelay * 1000000;
+    p->iOpcode = cpCDB[0];
+    p->iStatus = strReq.iStatus;
+    p->iInLen = strReq.iInLen;
+    memcpy(p->cSense, strReq.cSense, sizeof(p->cSense));
+    p->bPending = true;
 }
 
 // Takes a request. Returns the bytes taken or a negative error number.
 static ssize_t iSubmit(OPEN_FILE* p, const unsigned char* cp, size_t uiCount)
 {
-    static const size_t sizes[] = {6, 10, 10, 12, 16, 12, 10, 10}; // by the opcode's group
-    if (p->iKind != NODE_SG || uiCount < guiHeader)
+    static const size_t uiSizes[] = {6, 10, 10, 12, 16, 12, 10, 10}; // by the opcode's group
+    if (p->eKind != PLACE_SG || uiCount < uiHEADER)
         return -EIO;
     memcpy(&p->iReplyLen, cp + 4, 4);
     memcpy(&p->iPackId, cp + 8, 4);
     if (p->iReplyLen < 0)
         return -EINVAL; // the newer interface
-    if (uiCount < guiHeader + 6)
+    if (uiCount < uiHEADER + 6)
         return -EIO;
-    const RULE* pFail = pRule(ACT_WRITE, cp[guiHeader], p->szPath);
-    if (pFail)
-        return pFail->iErrno ? -pFail->iErrno : pFail->iValue;
-    if (p->iPending)
+    const unsigned char cOpcode = cp[uiHEADER];
+    const RULE* pFail = pRule(ACTION_WRITE, cOpcode, p->szPath);
+    if (pFail != nullptr)
+        return pFail->iErrno != 0 ? -pFail->iErrno : pFail->iValue;
+    if (p->bPending)
         return -EDOM;
-    size_t uiCdbLen = cp[guiHeader] >= 0xC0 && (cp[16] & 1) ? 12 : sizes[cp[guiHeader] >> 5];
-    if (uiCount < guiHeader + uiCdbLen)
+    const bool bTwelve = cOpcode >= 0xC0 && (cp[16] & 1) != 0;
+    const size_t uiCDBLen = bTwelve ? 12 : uiSizes[cOpcode >> 5];
+    if (uiCount < uiHEADER + uiCDBLen)
         return -EIO;
-    if (uiCount > guiWriteMax || p->iReplyLen > REPLY_MAX)
+    if (uiCount > uiWRITE_MAX || p->iReplyLen > iREPLY_MAX)
         return -ENOMEM;
-    vExecute(p, cp + guiHeader, uiCdbLen, uiCount - guiHeader - uiCdbLen);
+    vExecute(p, cp + uiHEADER, uiCDBLen, uiCount - uiHEADER - uiCDBLen);
     return (ssize_t)uiCount;
 }
 
-// Bytes in hexadecimal, those beyond guiWriteMax left out.
+// Bytes in hexadecimal, those beyond uiWRITE_MAX left out.
 static const char* cpHex(const unsigned char* cp, size_t uiLen, char* szOut)
 {
     size_t ui = 0;
-    for (; ui < uiLen && ui < guiWriteMax; ui++) {
+    for (; ui < uiLen && ui < uiWRITE_MAX; ui++) {
         szOut[2 * ui] = "0123456789abcdef"[cp[ui] >> 4];
         szOut[2 * ui + 1] = "0123456789abcdef"[cp[ui] & 15];
     }
-    szOut[2 * ui] = 0;
-    return uiLen ? szOut : "-";
+    szOut[2 * ui] = '\0';
+    return uiLen != 0 ? szOut : "-";
 }
 
 ssize_t iFileWrite(int iFile, const unsigned char* cpBuf, size_t uiCount)
 {
-    static char szRest[2 * guiWriteMax + 1];
-    char szHeader[2 * guiHeader + 1];
-    OPEN_FILE* p = &gFiles[iFile];
-    int64_t i64At = i64Now();
-    size_t uiHeader = uiCount < guiHeader ? uiCount : guiHeader;
-    p->iReplyLen = p->iPending ? p->iReplyLen : 0;
-    ssize_t iResult = iSubmit(p, cpBuf, uiCount);
+    static char szRest[2 * uiWRITE_MAX + 1];
+    char szHeader[2 * uiHEADER + 1];
+    OPEN_FILE* p = &gstrFiles[iFile];
+    const int64_t i64At = i64Now();
+    const size_t uiFirst = uiCount < uiHEADER ? uiCount : uiHEADER;
+    p->iReplyLen = p->bPending ? p->iReplyLen : 0;
+    const ssize_t iResult = iSubmit(p, cpBuf, uiCount);
     vLog(i64At, "write", p->szPath, "%d %d %s %s %s", p->iTimeout, p->iReplyLen, cpResult(iResult),
-         cpHex(cpBuf, uiHeader, szHeader), cpHex(cpBuf + uiHeader, uiCount - uiHeader, szRest));
+         cpHex(cpBuf, uiFirst, szHeader), cpHex(cpBuf + uiFirst, uiCount - uiFirst, szRest));
     return iResult;
 }
 
 static void vWaitUntil(int64_t i64When)
 {
-    struct timespec when = {i64When / 1000000000, i64When % 1000000000};
+    const struct timespec strWhen = {i64When / 1000000000, i64When % 1000000000};
     while (i64Now() < i64When &&
-           clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &when, nullptr) == EINTR) {
+           clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &strWhen, nullptr) == EINTR) {
     }
 }
 
@@ -152,15 +177,15 @@ static void vWaitUntil(int64_t i64When)
 // after CHECK CONDITION.
 static void vReplyHeader(const OPEN_FILE* p, unsigned char* cpOut)
 {
-    const RULE* pResult = pRule(ACT_RESULT, p->iOpcode, p->szPath);
+    const RULE* pResult = pRule(ACTION_RESULT, p->iOpcode, p->szPath);
     unsigned uiBits = (unsigned)p->iStatus & 0x3E;
-    memset(cpOut, 0, guiHeader);
+    memset(cpOut, 0, uiHEADER);
     memcpy(cpOut, &p->iReplyLen, 4);
     memcpy(cpOut + 4, &p->iReplyLen, 4);
     memcpy(cpOut + 8, &p->iPackId, 4);
-    if (pResult)
+    if (pResult != nullptr)
         memcpy(cpOut + 12, &pResult->iValue, 4);
-    if (p->iStatus & 2) {
+    if ((p->iStatus & STATUS_CHECK_CONDITION) != 0) {
         uiBits |= 8 << 14; // driver status: sense data is there
         memcpy(cpOut + 20, p->cSense, 16);
     }
@@ -170,71 +195,73 @@ static void vReplyHeader(const OPEN_FILE* p, unsigned char* cpOut)
 // Brings the answer: the length that was asked for, whatever the device sent.
 static ssize_t iCollect(OPEN_FILE* p, unsigned char* cpBuf, size_t uiCount)
 {
-    if (p->iKind != NODE_SG)
+    if (p->eKind != PLACE_SG)
         return -EIO;
-    if (!p->iPending)
+    if (!p->bPending)
         return -EAGAIN;
-    const RULE* pFail = pRule(ACT_READ, p->iOpcode, p->szPath);
+    const RULE* pFail = pRule(ACTION_READ, p->iOpcode, p->szPath);
     vWaitUntil(p->i64Ready);
-    p->iPending = 0;
-    if (pFail && pFail->iErrno)
+    p->bPending = false;
+    if (pFail != nullptr && pFail->iErrno != 0)
         return -pFail->iErrno;
-    if (uiCount < guiHeader)
+    if (uiCount < uiHEADER)
         return 0;
     vReplyHeader(p, cpBuf);
-    if (pFail && uiCount > (size_t)pFail->iValue)
-        uiCount = (size_t)pFail->iValue;
-    if (!pFail && uiCount > (size_t)p->iReplyLen)
-        uiCount = (size_t)p->iReplyLen;
-    if (uiCount > guiHeader) {
-        size_t uiData = uiCount - guiHeader, uiHave = (size_t)p->iInLen;
-        memset(cpBuf + guiHeader, 0, uiData);
-        memcpy(cpBuf + guiHeader, p->cIn, uiHave < uiData ? uiHave : uiData);
+    const size_t uiReply = (size_t)(pFail != nullptr ? pFail->iValue : p->iReplyLen);
+    if (uiCount > uiReply)
+        uiCount = uiReply;
+    if (uiCount > uiHEADER) {
+        const size_t uiData = uiCount - uiHEADER;
+        const size_t uiHave = (size_t)p->iInLen;
+        memset(cpBuf + uiHEADER, 0, uiData);
+        memcpy(cpBuf + uiHEADER, p->cIn, uiHave < uiData ? uiHave : uiData);
     }
     return (ssize_t)uiCount;
 }
 
 ssize_t iFileRead(int iFile, unsigned char* cpBuf, size_t uiCount)
 {
-    OPEN_FILE* p = &gFiles[iFile];
-    ssize_t iResult = iCollect(p, cpBuf, uiCount);
+    OPEN_FILE* p = &gstrFiles[iFile];
+    const ssize_t iResult = iCollect(p, cpBuf, uiCount);
     vLog(i64Now(), "read", p->szPath, "%zu %s %02x", uiCount, cpResult(iResult),
          (unsigned)p->iStatus);
     return iResult;
 }
 
-// Host, channel, target and LUN in the kernel's packing, and the host adapter's own number, 0.
+// The low 8 bits of target, LUN, channel and host in one word, as the kernel packs them, and the
+// host adapter's own number, 0.
 static int iReportAddress(const OPEN_FILE* p, unsigned* uip)
 {
-    const RULE* pFail = pRule(ACT_IDLUN, -1, p->szPath);
-    if (pFail)
+    const RULE* pFail = pRule(ACTION_IDLUN, -1, p->szPath);
+    if (pFail != nullptr)
         return -pFail->iErrno;
     vLibraryEnter();
-    const DEVICE* pDev = &gLib.device[p->iDevice];
-    const int* ip = ipNodeAddress(pDev, p->iKind == NODE_TAPE);
-    uip[0] = (ip[2] & 255) | (ip[3] & 255) << 8 | (ip[1] & 255) << 16 | (unsigned)ip[0] << 24;
+    const ADDRESS* pAddress = pAddressOf(&gstrLib.strDevices[p->iDevice], p->eKind == PLACE_TAPE);
+    uip[0] = ((unsigned)pAddress->iTarget & 255) | ((unsigned)pAddress->iLun & 255) << 8 |
+             ((unsigned)pAddress->iChannel & 255) << 16 | (unsigned)pAddress->iHost << 24;
     uip[1] = 0;
-    vLibraryLeave(0);
+    vLibraryLeave(false);
     return 0;
 }
 
 static int iSetTimeout(OPEN_FILE* p, int iValue)
 {
-    const RULE* pFail = pRule(ACT_TIMEOUT, -1, p->szPath);
-    int iResult = pFail ? -pFail->iErrno : iValue < 0 ? -EIO : 0;
+    const RULE* pFail = pRule(ACTION_TIMEOUT, -1, p->szPath);
+    int iResult = iValue < 0 ? -EIO : 0;
+    if (pFail != nullptr)
+        iResult = -pFail->iErrno;
     if (iResult == 0)
         p->iTimeout = iValue;
     vLog(i64Now(), "timeout", p->szPath, "%d %s", iValue, cpResult(iResult));
     return iResult;
 }
 
-// The requests of ioctl. Returns 0 or a negative error number.
 int iFileControl(int iFile, unsigned long uiRequest, void* vpArg)
 {
-    OPEN_FILE* p = &gFiles[iFile];
-    if (uiRequest == GET_IDLUN && vpArg)
+    OPEN_FILE* p = &gstrFiles[iFile];
+    if (uiRequest == uiGET_IDLUN && vpArg != nullptr)
         return iReportAddress(p, (unsigned*)vpArg);
-    if (uiRequest == SET_TIMEOUT && p->iKind == NODE_SG && vpArg)
+    if (uiRequest == uiSET_TIMEOUT && p->eKind == PLACE_SG && vpArg != nullptr)
         return iSetTimeout(p, *(const int*)vpArg);
     return -ENOTTY;
 }

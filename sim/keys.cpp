@@ -3,7 +3,6 @@
 
 #include <errno.h>
 #include <stdarg.h>
-#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -11,270 +10,265 @@
 #define IN_LIBRARY(f) offsetof(LIBRARY, f)
 #define IN_DEVICE(f) offsetof(DEVICE, f)
 #define IN_CARTRIDGE(f) offsetof(CARTRIDGE, f)
-const KEY gLibraryKeys[] = {
-    {"strict_allocation", K_NUMBER, 0, IN_LIBRARY(iStrict),   1, 0},
-    {"listing",           K_TEXT,   0, IN_LIBRARY(cpListing), 0, 0},
-    {"sysfs",             K_NUMBER, 0, IN_LIBRARY(iSysfs),    1, 1},
-    {nullptr,             0,        0, 0,                     0, 0}
+const KEY gstrLibraryKeys[] = {
+    {"strict_allocation", KEY_FLAG, false, IN_LIBRARY(bStrict),   0, 0},
+    {"listing",           KEY_TEXT, false, IN_LIBRARY(cpListing), 0, 0},
+    {"sysfs",             KEY_FLAG, false, IN_LIBRARY(bSysfs),    0, 1},
+    {nullptr,             KEY_FLAG, false, 0,                     0, 0},
 };
-const KEY gDeviceKeys[] = {
-    {"address",          K_ADDRESS,   0, IN_DEVICE(iAddress),     0,                 0 },
-    {"type",             K_TYPE,      0, IN_DEVICE(iType),        0,                 0 },
-    {"ansi",             K_NUMBER,    0, IN_DEVICE(iAnsi),        255,               5 },
-    {"scsi_level",       K_NUMBER,    0, IN_DEVICE(iLevel),       256,               -1},
-    {"sg",               K_NUMBER,    0, IN_DEVICE(iSg),          SG_MAX - 1,        -1},
-    {"vendor",           K_TEXT,      0, IN_DEVICE(cpVendor),     0,                 0 },
-    {"product",          K_TEXT,      0, IN_DEVICE(cpProduct),    0,                 0 },
-    {"revision",         K_TEXT,      0, IN_DEVICE(cpRevision),   0,                 0 },
-    {"delay_ms",         K_NUMBER,    0, IN_DEVICE(iDelay),       1000000,           0 },
-    {"page",             K_DATA,      0, 0,                       257,               0 },
-    {"transports",       K_ELEMENTS,  0, 0,                       ELEMENT_TRANSPORT, 0 },
-    {"slots",            K_ELEMENTS,  0, 0,                       ELEMENT_SLOT,      0 },
-    {"ports",            K_ELEMENTS,  0, 0,                       ELEMENT_PORT,      0 },
-    {"drives",           K_ELEMENTS,  0, 0,                       ELEMENT_DRIVE,     0 },
-    {"exception",        K_EXCEPTION, 0, 0,                       0,                 0 },
-    {"element",          K_NUMBER,    0, IN_DEVICE(iElement),     65535,             -1},
-    {"auto_load",        K_NUMBER,    0, IN_DEVICE(iAutoLoad),    1,                 0 },
-    {"status_byte",      K_NUMBER,    0, IN_DEVICE(iStatusByte),  255,               -1},
-    {"medium_type",      K_NUMBER,    0, IN_DEVICE(iMediumType),  255,               -1},
-    {"node_address",     K_ADDRESS,   0, IN_DEVICE(iNodeAddress), 0,                 -1},
-    {"node",             K_NUMBER,    1, IN_DEVICE(iNode),        9999,              -2},
-    {"loaded",           K_NUMBER,    1, IN_DEVICE(iLoaded),      1,                 0 },
-    {"prevent",          K_NUMBER,    1, IN_DEVICE(iPrevent),     1,                 0 },
-    {"cleaning",         K_NUMBER,    1, IN_DEVICE(iCleaning),    1,                 0 },
-    {"density",          K_NUMBER,    1, IN_DEVICE(iDensity),     255,               0 },
-    {"buffered",         K_NUMBER,    1, IN_DEVICE(iBuffered),    7,                 1 },
-    {"block_length",     K_NUMBER,    1, IN_DEVICE(iBlockLength), 0xFFFFFF,          0 },
-    {"position",         K_NUMBER,    1, IN_DEVICE(iPosition),    9999,              0 },
-    {"compression_page", K_BYTES,     1, IN_DEVICE(bCompression), 255,               0 },
-    {"eeprom",           K_BYTES,     1, IN_DEVICE(bEeprom),      255,               0 },
-    {nullptr,            0,           0, 0,                       0,                 0 }
+const KEY gstrDeviceKeys[] = {
+    {"address",          KEY_ADDRESS,   false, IN_DEVICE(strAddress),     0,                 0 },
+    {"type",             KEY_TYPE,      false, IN_DEVICE(eType),          0,                 0 },
+    {"ansi",             KEY_NUMBER,    false, IN_DEVICE(iAnsi),          255,               5 },
+    {"scsi_level",       KEY_NUMBER,    false, IN_DEVICE(iLevel),         256,               -1},
+    {"sg",               KEY_NUMBER,    false, IN_DEVICE(iSg),            iSG_MAX - 1,       -1},
+    {"vendor",           KEY_TEXT,      false, IN_DEVICE(cpVendor),       0,                 0 },
+    {"product",          KEY_TEXT,      false, IN_DEVICE(cpProduct),      0,                 0 },
+    {"revision",         KEY_TEXT,      false, IN_DEVICE(cpRevision),     0,                 0 },
+    {"delay_ms",         KEY_NUMBER,    false, IN_DEVICE(iDelay),         1000000,           0 },
+    {"page",             KEY_DATA,      false, 0,                         257,               0 },
+    {"transports",       KEY_ELEMENTS,  false, 0,                         ELEMENT_TRANSPORT, 0 },
+    {"slots",            KEY_ELEMENTS,  false, 0,                         ELEMENT_SLOT,      0 },
+    {"ports",            KEY_ELEMENTS,  false, 0,                         ELEMENT_PORT,      0 },
+    {"drives",           KEY_ELEMENTS,  false, 0,                         ELEMENT_DRIVE,     0 },
+    {"exception",        KEY_EXCEPTION, false, 0,                         0,                 0 },
+    {"element",          KEY_NUMBER,    false, IN_DEVICE(iElement),       65535,             -1},
+    {"auto_load",        KEY_FLAG,      false, IN_DEVICE(bAutoLoad),      0,                 0 },
+    {"status_byte",      KEY_NUMBER,    false, IN_DEVICE(iStatusByte),    255,               -1},
+    {"medium_type",      KEY_NUMBER,    false, IN_DEVICE(iMediumType),    255,               -1},
+    {"node_address",     KEY_ADDRESS,   false, IN_DEVICE(strNodeAddress), 0,                 -1},
+    {"node",             KEY_NUMBER,    true,  IN_DEVICE(iNode),          9999,              -2},
+    {"loaded",           KEY_FLAG,      true,  IN_DEVICE(bLoaded),        0,                 0 },
+    {"prevent",          KEY_FLAG,      true,  IN_DEVICE(bPrevent),       0,                 0 },
+    {"cleaning",         KEY_FLAG,      true,  IN_DEVICE(bCleaning),      0,                 0 },
+    {"density",          KEY_NUMBER,    true,  IN_DEVICE(iDensity),       255,               0 },
+    {"buffered",         KEY_NUMBER,    true,  IN_DEVICE(iBuffered),      7,                 1 },
+    {"block_length",     KEY_NUMBER,    true,  IN_DEVICE(iBlockLength),   0xFFFFFF,          0 },
+    {"position",         KEY_NUMBER,    true,  IN_DEVICE(iPosition),      9999,              0 },
+    {"compression_page", KEY_BYTES,     true,  IN_DEVICE(strCompression), 255,               0 },
+    {"eeprom",           KEY_BYTES,     true,  IN_DEVICE(strEeprom),      255,               0 },
+    {nullptr,            KEY_FLAG,      false, 0,                         0,                 0 },
 };
-const KEY gCartridgeKeys[] = {
-    {"barcode",      K_TEXT,      0, IN_CARTRIDGE(cpBarcode),   0,         0 },
-    {"kind",         K_MEDIUM,    0, IN_CARTRIDGE(iKind),       0,         0 },
-    {"protected",    K_NUMBER,    0, IN_CARTRIDGE(iProtected),  1,         0 },
-    {"medium_type",  K_NUMBER,    0, IN_CARTRIDGE(iMediumType), 255,       -1},
-    {"label",        K_LABEL,     0, 0,                         0,         0 },
-    {"label_text",   K_LATER,     0, 0,                         0,         0 },
-    {"label_time",   K_LATER,     0, 0,                         0,         0 },
-    {"label_etc",    K_LATER,     0, 0,                         0,         0 },
-    {"label_header", K_DATA,      0, 0,                         90,        0 },
-    {"block",        K_DATA,      0, 0,                         BLOCK_MAX, 0 },
-    {"attribute",    K_ATTRIBUTE, 0, 0,                         0,         0 },
-    {"place",        K_NUMBER,    1, IN_CARTRIDGE(iPlace),      65535,     -1},
-    {"source",       K_NUMBER,    1, IN_CARTRIDGE(iSource),     65535,     -1},
-    {"blank",        K_NUMBER,    1, IN_CARTRIDGE(iBlank),      1,         0 },
-    {nullptr,        0,           0, 0,                         0,         0 }
+const KEY gstrCartridgeKeys[] = {
+    {"barcode",      KEY_TEXT,      false, IN_CARTRIDGE(cpBarcode),   0,          0 },
+    {"kind",         KEY_MEDIUM,    false, IN_CARTRIDGE(eMedium),     0,          0 },
+    {"protected",    KEY_FLAG,      false, IN_CARTRIDGE(bProtected),  0,          0 },
+    {"medium_type",  KEY_NUMBER,    false, IN_CARTRIDGE(iMediumType), 255,        -1},
+    {"label",        KEY_LABEL,     false, 0,                         0,          0 },
+    {"label_text",   KEY_LATER,     false, 0,                         0,          0 },
+    {"label_time",   KEY_LATER,     false, 0,                         0,          0 },
+    {"label_etc",    KEY_LATER,     false, 0,                         0,          0 },
+    {"label_header", KEY_DATA,      false, 0,                         90,         0 },
+    {"block",        KEY_DATA,      false, 0,                         iBLOCK_MAX, 0 },
+    {"attribute",    KEY_ATTRIBUTE, false, 0,                         0,          0 },
+    {"place",        KEY_NUMBER,    true,  IN_CARTRIDGE(iPlace),      65535,      -1},
+    {"source",       KEY_NUMBER,    true,  IN_CARTRIDGE(iSource),     65535,      -1},
+    {"blank",        KEY_FLAG,      true,  IN_CARTRIDGE(bBlank),      0,          0 },
+    {nullptr,        KEY_FLAG,      false, 0,                         0,          0 },
 };
 
-static const struct {
+struct SECTION {
     const char* cpHeader;
     const KEY* pKeys;
-} gSections[] = {
-    {"[library]",   gLibraryKeys  },
-    {"[device]",    gDeviceKeys   },
-    {"[cartridge]", gCartridgeKeys}
 };
 
-// Device types by their SCSI code: the word here, and the kernel's in its listing.
-static const char* const gTypes[][2] = {
-    {"disk",           "Direct-Access    "},
-    {"tape",           "Sequential-Access"},
-    {"printer",        "Printer          "},
-    {"processor",      "Processor        "},
-    {"worm",           "WORM             "},
-    {"cdrom",          "CD-ROM           "},
-    {"scanner",        "Scanner          "},
-    {"optical",        "Optical Device   "},
-    {"changer",        "Medium Changer   "},
-    {"communications", "Communications   "},
-    {"prepress",       "ASC IT8          "},
-    {"prepress2",      "ASC IT8          "},
-    {"raid",           "RAID             "},
-    {"enclosure",      "Enclosure        "}
+static const SECTION strSections[] = {
+    {"[library]",   gstrLibraryKeys  },
+    {"[device]",    gstrDeviceKeys   },
+    {"[cartridge]", gstrCartridgeKeys},
 };
 
-const char* cpTypeName(int iType)
+// Device types by their SCSI code.
+static const char* const cpTypes[] = {
+    "disk",    "tape",    "printer",        "processor", "worm",      "cdrom", "scanner",
+    "optical", "changer", "communications", "prepress",  "prepress2", "raid",  "enclosure",
+};
+static const int iTYPES = sizeof(cpTypes) / sizeof(cpTypes[0]);
+
+// Media kinds and the formats of attributes, by their numbers.
+static const char* const cpMedia[] = {"data", "worm", "cleaning"};
+static const char* const cpFormats[] = {"binary", "ascii", "text"};
+static const int iWORDS = 3; // in both
+
+char gszReason[128];
+
+bool bRefuse(const char* cpFormat, ...)
 {
-    return gTypes[iType][1];
+    va_list args;
+    va_start(args, cpFormat);
+    vsnprintf(gszReason, sizeof(gszReason), cpFormat, args);
+    va_end(args);
+    return false;
 }
 
-// The key of this name in a section, null when the section has none or there is no section yet.
 const KEY* pFindKey(const KEY* pKeys, const char* cpName)
 {
-    for (const KEY* p = pKeys; p && p->cpName; p++) {
+    for (const KEY* p = pKeys; p != nullptr && p->cpName != nullptr; p++) {
         if (p->cpName[0] == cpName[0] && strcmp(p->cpName, cpName) == 0)
             return p;
     }
     return nullptr;
 }
 
-// The keys of the section that a line begins, null for a line that begins none.
 const KEY* pSectionKeys(const char* cpHeader)
 {
-    for (const auto& section : gSections) {
-        if (strcmp(cpHeader, section.cpHeader) == 0)
-            return section.pKeys;
+    for (const SECTION& strSection : strSections) {
+        if (strcmp(cpHeader, strSection.cpHeader) == 0)
+            return strSection.pKeys;
     }
     return nullptr;
 }
 
-char gszReason[128];
-
-// Says why a value is refused; returns 0.
-int iRefuse(const char* cpFormat, ...)
+// Place of a word in a table, -1 when it is none of them.
+static int iWordAmong(const char* const* cppWords, int iWords, const char* cpWord)
 {
-    va_list args;
-    va_start(args, cpFormat);
-    vsnprintf(gszReason, sizeof(gszReason), cpFormat, args);
-    va_end(args);
-    return 0;
-}
-
-// "8 from 4096": appends elements of a type to the changer that is being described.
-static int iAddElements(const char* cp, int iType)
-{
-    int iCount, iFirst;
-    char szFrom[8];
-    if (!iTakeNumber(&cp, &iCount) || !iTakeWord(&cp, szFrom, sizeof(szFrom)) ||
-        strcmp(szFrom, "from") != 0 || !iTakeNumber(&cp, &iFirst) || !iAtEnd(cp) || iCount < 0 ||
-        iFirst < 0)
-        return 0;
-    if (iCount > ELEMENT_MAX - gLib.iElements)
-        return iRefuse("more than %d elements", ELEMENT_MAX);
-    if (iFirst > 65536 - iCount)
-        return iRefuse("an element address is at most 65535");
-    for (int i = 0; i < iCount; i++) {
-        if (!bAddElement(iFirst + i, iType))
-            return iRefuse("there is an element at %d already", iFirst + i);
-    }
-    return 1;
-}
-
-// "4099 0x8300": an element of the changer so far has an exception.
-static int iAddException(const char* cp)
-{
-    int iAt, iSense, iFound = 0;
-    if (!iTakeNumber(&cp, &iAt) || !iTakeNumber(&cp, &iSense) || !iAtEnd(cp))
-        return 0;
-    for (int i = 0; i < gLib.iElements; i++) {
-        if (gLib.element[i].iAddress == iAt) {
-            gLib.element[i].iException = iSense & 0xFFFF;
-            iFound = 1;
-        }
-    }
-    return iFound ? 1 : iRefuse("no element at %d so far", iAt);
-}
-
-// "0x0400 ascii DATA", a value of up to VALUE_MAX bytes. Returns its length, -1 for a mistake.
-int iAttribute(const char* cp, int* ipId, int* ipFormat, unsigned char* cpOut)
-{
-    static const char* const formats[] = {"binary", "ascii", "text"};
-    char szFormat[8];
-    if (!iTakeNumber(&cp, ipId) || !iTakeWord(&cp, szFormat, sizeof(szFormat)))
-        return -1;
-    for (*ipFormat = 0; *ipFormat < 3; ++*ipFormat) {
-        if (strcmp(szFormat, formats[*ipFormat]) == 0)
-            return iData(cp, gcpLibrary, cpOut, VALUE_MAX + 1);
+    for (int i = 0; i < iWords; i++) {
+        if (strcmp(cpWord, cppWords[i]) == 0)
+            return i;
     }
     return -1;
 }
 
-static int iTypeNamed(const char* cp, int* ipType)
+// "8 from 4096": appends elements of a type to the changer that is being described.
+static bool bAddElements(const char* cp, ELEMENT_TYPE eType)
 {
-    for (int i = 0; i < (int)(sizeof(gTypes) / sizeof(gTypes[0])); i++) {
-        if (strcmp(cp, gTypes[i][0]) == 0) {
-            *ipType = i;
-            return 1;
-        }
+    int iCount;
+    int iFirst;
+    char szFrom[8];
+    if (!bTakeNumber(&cp, &iCount) || !bTakeWord(&cp, szFrom, sizeof(szFrom)) ||
+        strcmp(szFrom, "from") != 0 || !bTakeNumber(&cp, &iFirst) || !bAtEnd(cp) || iCount < 0 ||
+        iFirst < 0)
+        return false;
+    if (iCount > iELEMENT_MAX - gstrLib.iElements)
+        return bRefuse("more than %d elements", iELEMENT_MAX);
+    if (iFirst > 65536 - iCount)
+        return bRefuse("an element address is at most 65535");
+    for (int i = 0; i < iCount; i++) {
+        if (!bAddElement(iFirst + i, eType))
+            return bRefuse("there is an element at %d already", iFirst + i);
     }
-    return 0;
+    return true;
 }
 
-static int iMediumNamed(const char* cp, int* ipKind)
+// "4099 0x8300": an element of the changer so far has an exception.
+static bool bAddException(const char* cp)
 {
-    static const char* const kinds[] = {"data", "worm", "cleaning"};
-    for (*ipKind = 0; *ipKind < 3; ++*ipKind) {
-        if (strcmp(cp, kinds[*ipKind]) == 0)
-            return 1;
-    }
-    return 0;
+    int iAt;
+    int iSense;
+    if (!bTakeNumber(&cp, &iAt) || !bTakeNumber(&cp, &iSense) || !bAtEnd(cp) || iSense < 0)
+        return false;
+    ELEMENT* pElement = iAt >= 0 && iAt <= 65535 ? pElementAt((unsigned)iAt) : nullptr;
+    if (pElement == nullptr)
+        return bRefuse("no element at %d so far", iAt);
+    pElement->iException = iSense & 0xFFFF;
+    return true;
 }
 
-static int iStoreNumber(const KEY* pKey, int* ip, const char* cp)
+int iAttribute(const char* cp, int* ipId, int* ipFormat, unsigned char* cpOut)
 {
-    if (!iTakeNumber(&cp, ip) || !iAtEnd(cp))
-        return 0;
+    char szFormat[8];
+    if (!bTakeNumber(&cp, ipId) || !bTakeWord(&cp, szFormat, sizeof(szFormat)))
+        return -1;
+    *ipFormat = iWordAmong(cpFormats, iWORDS, szFormat);
+    return *ipFormat < 0 ? -1 : iData(cp, gcpLibrary, cpOut, iVALUE_MAX + 1);
+}
+
+static bool bStoreNumber(const KEY* pKey, int* ip, const char* cp)
+{
+    if (!bTakeNumber(&cp, ip) || !bAtEnd(cp))
+        return false;
     if (*ip > pKey->iLimit)
-        return iRefuse("at most %d", pKey->iLimit);
-    if (*ip < (pKey->iDefault < 0 ? -1 : 0))
-        return iRefuse("a number is needed");
-    return 1;
+        return bRefuse("at most %d", pKey->iLimit);
+    if (*ip < 0 && pKey->iDefault >= 0)
+        return bRefuse("a number is needed");
+    return true;
+}
+
+static bool bStoreFlag(bool* bp, const char* cp)
+{
+    int iValue;
+    if (!bTakeNumber(&cp, &iValue) || !bAtEnd(cp) || (iValue != 0 && iValue != 1))
+        return bRefuse("yes or no is needed");
+    *bp = iValue != 0;
+    return true;
 }
 
 // "0:0:4:0"
-static int iStoreAddress(int* ip, const char* cp)
+static bool bStoreAddress(ADDRESS* pAddress, const char* cp)
 {
+    int* const ipParts[] = {&pAddress->iHost, &pAddress->iChannel, &pAddress->iTarget,
+                            &pAddress->iLun};
     for (int i = 0; i < 4; i++) {
         char* cpEnd;
         errno = 0;
         const long iNumber = strtol(cp, &cpEnd, 10);
         if (cpEnd == cp || *cpEnd != (i < 3 ? ':' : '\0'))
-            return 0;
-        if (errno || iNumber < 0 || iNumber > INT32_MAX)
-            return iRefuse("the numbers of an address are from 0 to %d", INT32_MAX);
-        ip[i] = (int)iNumber;
+            return false;
+        if (errno != 0 || iNumber < 0 || iNumber > INT32_MAX)
+            return bRefuse("the numbers of an address are from 0 to %d", INT32_MAX);
+        *ipParts[i] = (int)iNumber;
         cp = cpEnd + 1;
     }
-    return 1;
+    return true;
 }
 
-// Stores one value; returns 0 when it is not of the key's kind.
-int iStore(const KEY* pKey, char* cpObject, const char* cp)
+// Stores a number that a word stands for; returns false for -1.
+static bool bStoreCode(void* vpEnum, int iCode)
 {
-    static unsigned char cScratch[BLOCK_MAX + 1];
-    int iFirst, iSecond, *ip = (int*)(cpObject + pKey->uiOffset);
-    BYTES* pBytes = (BYTES*)ip;
-    switch (pKey->iKind) {
-    case K_NUMBER:
-        return iStoreNumber(pKey, ip, cp);
-    case K_TEXT:
-        *(const char**)ip = cp;
-        return 1;
-    case K_TYPE:
-        return iTypeNamed(cp, ip);
-    case K_MEDIUM:
-        return iMediumNamed(cp, ip);
-    case K_ADDRESS:
-        return iStoreAddress(ip, cp);
-    case K_BYTES:
+    memcpy(vpEnum, &iCode, sizeof(iCode));
+    return iCode >= 0;
+}
+
+bool bStore(const KEY* pKey, char* cpObject, const char* cp)
+{
+    static unsigned char cScratch[iBLOCK_MAX + 1];
+    int iId;
+    int iFormat;
+    void* vp = cpObject + pKey->uiOffset;
+    BYTES* pBytes = (BYTES*)vp;
+    switch (pKey->eKind) {
+    case KEY_NUMBER:
+        return bStoreNumber(pKey, (int*)vp, cp);
+    case KEY_FLAG:
+        return bStoreFlag((bool*)vp, cp);
+    case KEY_TEXT:
+        *(const char**)vp = cp;
+        return true;
+    case KEY_TYPE:
+        return bStoreCode(vp, iWordAmong(cpTypes, iTYPES, cp));
+    case KEY_MEDIUM:
+        return bStoreCode(vp, iWordAmong(cpMedia, iWORDS, cp));
+    case KEY_ADDRESS:
+        return bStoreAddress((ADDRESS*)vp, cp);
+    case KEY_BYTES:
         pBytes->iLen = iData(cp, gcpLibrary, pBytes->c, pKey->iLimit);
         return pBytes->iLen >= 0;
-    case K_DATA:
+    case KEY_DATA:
         return iData(cp, gcpLibrary, cScratch, pKey->iLimit + 1) >= 0;
-    case K_ATTRIBUTE:
-        return iAttribute(cp, &iFirst, &iSecond, cScratch) >= 0;
-    case K_ELEMENTS:
-        return iAddElements(cp, pKey->iLimit);
-    case K_LABEL:
+    case KEY_ATTRIBUTE:
+        return iAttribute(cp, &iId, &iFormat, cScratch) >= 0;
+    case KEY_ELEMENTS:
+        return bAddElements(cp, (ELEMENT_TYPE)pKey->iLimit);
+    case KEY_LABEL:
         return strcmp(cp, "2A") == 0 || strcmp(cp, "TAPE") == 0;
-    case K_EXCEPTION:
-        return iAddException(cp);
-    default:
-        return 1;
+    case KEY_EXCEPTION:
+        return bAddException(cp);
+    case KEY_LATER:
+        return true;
     }
+    return false;
 }
 
-// Gives an object the values that its description need not name.
 char* cpNew(const KEY* pKeys, void* vpObject)
 {
-    for (const KEY* p = pKeys; p->cpName; p++) {
-        char* cp = (char*)vpObject + p->uiOffset;
-        if (p->iKind == K_TEXT)
-            *(const char**)cp = "";
-        else if (p->iKind == K_NUMBER || p->iKind == K_ADDRESS)
-            *(int*)cp = p->iDefault;
+    for (const KEY* p = pKeys; p->cpName != nullptr; p++) {
+        void* vp = (char*)vpObject + p->uiOffset;
+        if (p->eKind == KEY_TEXT)
+            *(const char**)vp = "";
+        else if (p->eKind == KEY_FLAG)
+            *(bool*)vp = p->iDefault != 0;
+        else if (p->eKind == KEY_NUMBER || p->eKind == KEY_ADDRESS)
+            *(int*)vp = p->iDefault; // of an address, the host
     }
     return (char*)vpObject;
 }

@@ -2,40 +2,60 @@
 #ifndef MVK_SIM_KEYS_H
 #define MVK_SIM_KEYS_H
 
-#include "sim.h"
+#include "model.h"
 
-enum KIND {
-    K_NUMBER, // -1 for "none" and "auto", up to the key's limit; with the limit 1: yes or no
-    K_TEXT,
-    K_TYPE,      // a device type, see gTypes
-    K_MEDIUM,    // a cartridge's kind
-    K_ADDRESS,   // host:channel:target:lun
-    K_BYTES,     // data that changes
-    K_DATA,      // data that is looked up when it is needed, up to the key's limit
-    K_ATTRIBUTE, // number, format and data, looked up as well
-    K_LABEL,     // a label layout, looked up as well
-    K_LATER,     // text that is looked up
-    K_ELEMENTS,  // count "from" address; the limit is the element type
-    K_EXCEPTION
+enum KEY_KIND {
+    KEY_NUMBER, // an int, up to the key's limit; -1 for "none" and "auto" when the default is below
+                // 0
+    KEY_FLAG,   // a bool, "yes" or "no"
+    KEY_TEXT,
+    KEY_TYPE,   // a device type
+    KEY_MEDIUM, // a cartridge's kind
+    KEY_ADDRESS,
+    KEY_BYTES,     // data that changes
+    KEY_DATA,      // data that is looked up when it is needed, up to the key's limit
+    KEY_ATTRIBUTE, // number, format and data, looked up as well
+    KEY_LABEL,     // a label layout, looked up as well
+    KEY_LATER,     // text that is looked up
+    KEY_ELEMENTS,  // count "from" address; the limit is the element type
+    KEY_EXCEPTION
 };
 
 struct KEY {
     const char* cpName;
-    int iKind;
-    int iSaved; // changes while the library is in use
+    KEY_KIND eKind;
+    bool bSaved; // changes while the library is in use
     size_t uiOffset;
     int iLimit;
     int iDefault; // what an object has that its description says nothing about
 };
 
 // The sections; each table ends with a key without a name.
-extern const KEY gLibraryKeys[], gDeviceKeys[], gCartridgeKeys[];
+extern const KEY gstrLibraryKeys[];
+extern const KEY gstrDeviceKeys[];
+extern const KEY gstrCartridgeKeys[];
 
+// The keys of the section that a line begins, null for a line that begins none.
 const KEY* pSectionKeys(const char* cpHeader);
+
+// The key of this name in a section, null when the section has none or there is no section yet.
 const KEY* pFindKey(const KEY* pKeys, const char* cpName);
-int iStore(const KEY* pKey, char* cpObject, const char* cp);
-int iRefuse(const char* cpFormat, ...) __attribute__((format(printf, 1, 2)));
-extern char gszReason[128]; // why the last value was refused, empty: it is not understood
+
+// Gives an object, all zero, the values that its description need not name; returns it.
 char* cpNew(const KEY* pKeys, void* vpObject);
+
+// Stores one value; returns false when it is not of the key's kind.
+bool bStore(const KEY* pKey, char* cpObject, const char* cp);
+
+// Says why something is refused; returns false.
+bool bRefuse(const char* cpFormat, ...) __attribute__((format(printf, 1, 2)));
+extern char gszReason[128]; // what was said, empty: it is not understood
+
+static const int iBLOCK_MAX = 65536; // bytes of a tape's first block
+static const int iVALUE_MAX = 4096;  // bytes of an attribute
+
+// Takes an attribute: "0x0400 ascii DATA", up to iVALUE_MAX bytes, room for one more. Returns their
+// number, -1 for a mistake.
+int iAttribute(const char* cp, int* ipId, int* ipFormat, unsigned char* cpOut);
 
 #endif

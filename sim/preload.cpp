@@ -3,6 +3,8 @@
 // library as they are. Here: opening, and what is done with a descriptor.
 #include "preload.h"
 
+#include "scenario.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
@@ -17,15 +19,15 @@
 // NOLINTBEGIN(readability-identifier-naming, readability-inconsistent-declaration-parameter-name)
 // NOLINTBEGIN(bugprone-macro-parentheses): a function's name takes none.
 
-enum { FD_MAX = 4096 };
-static unsigned char gcFile[FD_MAX]; // place among the open devices + 1, by descriptor
-int giInside;
+static const unsigned uiFD_MAX = 4096;
+static unsigned char gcFile[uiFD_MAX]; // place among the open devices + 1, by descriptor
+bool gbInside;
 
 __attribute__((constructor)) static void vStart(void)
 {
-    giInside = 1;
+    gbInside = true;
     vScenarioRead();
-    giInside = 0;
+    gbInside = false;
 }
 
 static const int iSTATUS_LEFT = 98; // a directive of a strict scenario had no turn
@@ -33,18 +35,20 @@ static const int iSTATUS_LEFT = 98; // a directive of a strict scenario had no t
 // The end of a process, for a strict scenario. Its output goes out before the status changes.
 __attribute__((destructor)) static void vEnd(void)
 {
-    giInside = 1;
+    gbInside = true;
     if (bScenarioLeft()) {
         fflush(nullptr);
         _exit(iSTATUS_LEFT);
     }
-    giInside = 0;
+    gbInside = false;
 }
 
 // A shell ends this way. The simulator's own end, for a mistake, keeps its status.
 CAUGHT void _exit(int iStatus)
 {
-    const bool bLeft = !giInside && bScenarioLeft();
+    const bool bOurs = gbInside;
+    gbInside = true;
+    const bool bLeft = !bOurs && bScenarioLeft();
     NEXT(_exit)(bLeft ? iSTATUS_LEFT : iStatus);
     abort(); // never reached
 }
@@ -52,13 +56,13 @@ CAUGHT void _exit(int iStatus)
 bool bCatch(const char* cpPath, PLACE* pPlace)
 {
     const char* volatile cpGiven = cpPath; // the headers promise that it is never null
-    return !giInside && cpGiven && cpPath[0] == '/' && strchr("dps", cpPath[1]) &&
-           bPlace(cpPath, pPlace);
+    return !gbInside && cpGiven != nullptr && cpPath[0] == '/' &&
+           strchr("dps", cpPath[1]) != nullptr && bPlace(cpPath, pPlace);
 }
 
 ssize_t iDone(ssize_t iResult, int iErrno)
 {
-    giInside = 0;
+    gbInside = false;
     errno = iResult < 0 ? (int)-iResult : iErrno;
     return iResult < 0 ? -1 : iResult;
 }
@@ -66,14 +70,14 @@ ssize_t iDone(ssize_t iResult, int iErrno)
 // The open device behind a descriptor, -1 none.
 static int iFileOf(int iFd)
 {
-    return (unsigned)iFd < FD_MAX ? gcFile[iFd] - 1 : -1;
+    return (unsigned)iFd < uiFD_MAX ? gcFile[iFd] - 1 : -1;
 }
 
 // Notes what stands behind a descriptor that the kernel has just given; what was noted before has
 // been closed by other means.
 static int iNote(int iFd, int iFile)
 {
-    if ((unsigned)iFd < FD_MAX)
+    if ((unsigned)iFd < uiFD_MAX)
         gcFile[iFd] = (unsigned char)(iFile + 1);
     return iFd;
 }
@@ -81,9 +85,9 @@ static int iNote(int iFd, int iFile)
 static int iOpen(const char* cpPath, const PLACE* pPlace, int iFlags)
 {
     int iFile;
-    giInside = 1;
-    int iFd = iNodeOpen(cpPath, pPlace, iFlags, &iFile);
-    giInside = 0;
+    gbInside = true;
+    const int iFd = iFileOpen(cpPath, pPlace, iFlags, &iFile);
+    gbInside = false;
     return iNote(iFd, iFile);
 }
 
@@ -98,9 +102,9 @@ static int iOpen(const char* cpPath, const PLACE* pPlace, int iFlags)
     CAUGHT int f(const char* cpPath, int iFlags, ...)                                              \
     {                                                                                              \
         TAKE_MODE(mode, iFlags);                                                                   \
-        PLACE place;                                                                               \
-        return bCatch(cpPath, &place) ? iOpen(cpPath, &place, iFlags)                              \
-                                      : iNote(NEXT(f)(cpPath, iFlags, mode), -1);                  \
+        PLACE strPlace;                                                                            \
+        return bCatch(cpPath, &strPlace) ? iOpen(cpPath, &strPlace, iFlags)                        \
+                                         : iNote(NEXT(f)(cpPath, iFlags, mode), -1);               \
     }
 CATCH_OPEN(open)
 CATCH_OPEN(open64)
@@ -109,9 +113,9 @@ CATCH_OPEN(open64)
     CAUGHT int f(int iFolder, const char* cpPath, int iFlags, ...)                                 \
     {                                                                                              \
         TAKE_MODE(mode, iFlags);                                                                   \
-        PLACE place;                                                                               \
-        return bCatch(cpPath, &place) ? iOpen(cpPath, &place, iFlags)                              \
-                                      : iNote(NEXT(f)(iFolder, cpPath, iFlags, mode), -1);         \
+        PLACE strPlace;                                                                            \
+        return bCatch(cpPath, &strPlace) ? iOpen(cpPath, &strPlace, iFlags)                        \
+                                         : iNote(NEXT(f)(iFolder, cpPath, iFlags, mode), -1);      \
     }
 CATCH_OPENAT(openat)
 CATCH_OPENAT(openat64)
@@ -131,11 +135,11 @@ CAUGHT int __open64_2(const char* cpPath, int iFlags)
 #define CATCH_FOPEN(f)                                                                             \
     CAUGHT FILE* f(const char* cpPath, const char* cpMode)                                         \
     {                                                                                              \
-        PLACE place;                                                                               \
-        if (!bCatch(cpPath, &place))                                                               \
+        PLACE strPlace;                                                                            \
+        if (!bCatch(cpPath, &strPlace))                                                            \
             return NEXT(f)(cpPath, cpMode);                                                        \
         errno = EINVAL;                                                                            \
-        int iFd = place.eKind < NODE_SG ? iOpen(cpPath, &place, O_RDONLY) : -1;                    \
+        const int iFd = strPlace.eKind < PLACE_SG ? iOpen(cpPath, &strPlace, O_RDONLY) : -1;       \
         return iFd < 0 ? nullptr : fdopen(iFd, "r");                                               \
     }
 CATCH_FOPEN(fopen)
@@ -143,27 +147,29 @@ CATCH_FOPEN(fopen64)
 
 CAUGHT ssize_t read(int iFd, void* vpBuf, size_t uiCount)
 {
-    int iFile = iFileOf(iFd), iErrno = errno;
+    const int iFile = iFileOf(iFd);
+    const int iErrno = errno;
     if (iFile < 0)
         return NEXT(read)(iFd, vpBuf, uiCount);
-    giInside = 1;
+    gbInside = true;
     return iDone(iFileRead(iFile, (unsigned char*)vpBuf, uiCount), iErrno);
 }
 
 CAUGHT ssize_t __read_chk(int iFd, void* vpBuf, size_t uiCount, size_t uiRoom)
 {
-    giInside = uiCount > uiRoom;
-    if (giInside)
+    gbInside = uiCount > uiRoom;
+    if (gbInside)
         vFatal("read of %zu bytes into %zu", uiCount, uiRoom);
     return read(iFd, vpBuf, uiCount);
 }
 
 CAUGHT ssize_t write(int iFd, const void* vpBuf, size_t uiCount)
 {
-    int iFile = iFileOf(iFd), iErrno = errno;
+    const int iFile = iFileOf(iFd);
+    const int iErrno = errno;
     if (iFile < 0)
         return NEXT(write)(iFd, vpBuf, uiCount);
-    giInside = 1;
+    gbInside = true;
     return iDone(iFileWrite(iFile, (const unsigned char*)vpBuf, uiCount), iErrno);
 }
 
@@ -173,21 +179,23 @@ CAUGHT int ioctl(int iFd, unsigned long uiRequest, ...) noexcept
     va_start(args, uiRequest);
     void* vpArg = va_arg(args, void*);
     va_end(args);
-    int iFile = iFileOf(iFd), iErrno = errno;
+    const int iFile = iFileOf(iFd);
+    const int iErrno = errno;
     if (iFile < 0)
         return NEXT(ioctl)(iFd, uiRequest, vpArg);
-    giInside = 1;
+    gbInside = true;
     return (int)iDone(iFileControl(iFile, uiRequest, vpArg), iErrno);
 }
 
 // Forgets a descriptor that is about to be closed.
 static void vForget(int iFd)
 {
-    int iFile = iFileOf(iFd), iErrno = errno;
+    const int iFile = iFileOf(iFd);
+    const int iErrno = errno;
     if (iFile < 0)
         return;
     gcFile[iFd] = 0;
-    giInside = 1;
+    gbInside = true;
     vFileClose(iFile, iFd);
     iDone(0, iErrno);
 }
@@ -201,8 +209,8 @@ CAUGHT int close(int iFd)
 // Notes that iNew is another descriptor of what iOld leads to.
 static int iShare(int iOld, int iNew)
 {
-    int iFile = iFileOf(iOld);
-    if (iFile >= 0 && (unsigned)iNew < FD_MAX && iOld != iNew)
+    const int iFile = iFileOf(iOld);
+    if (iFile >= 0 && (unsigned)iNew < uiFD_MAX && iOld != iNew)
         vFileShare(iFile);
     return iNote(iNew, iFile);
 }

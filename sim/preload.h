@@ -2,7 +2,7 @@
 #ifndef MVK_SIM_PRELOAD_H
 #define MVK_SIM_PRELOAD_H
 
-#include "sim.h"
+#include "files.h"
 
 #include <dlfcn.h>
 
@@ -13,14 +13,14 @@
 #define NEXT(f)                                                                                    \
     ([]() {                                                                                        \
         static void* vp;                                                                           \
-        if (!vp)                                                                                   \
+        if (vp == nullptr)                                                                         \
             vp = dlsym(RTLD_NEXT, #f);                                                             \
         return (decltype(&f))vp;                                                                   \
     }())
 // NOLINTEND(bugprone-macro-parentheses)
 
 // The simulator's own file calls are under way: they are not caught.
-extern int giInside;
+extern bool gbInside;
 
 // Whether a call on this path is to be caught; *pPlace tells what the path names.
 bool bCatch(const char* cpPath, PLACE* pPlace);

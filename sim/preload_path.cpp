@@ -1,6 +1,8 @@
 // Catches the C library's calls that look at a path without opening it, and those on folders.
 #include "preload.h"
 
+#include "model.h"
+
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -23,22 +25,22 @@ static const unsigned uiMINOR_NO_REWIND = 128;
 static int iExists(const PLACE* pPlace)
 {
     const int iErrno = errno;
-    giInside = 1;
-    return (int)iDone(bPlaceExists(pPlace) ? 0 : -ENOENT, iErrno);
+    gbInside = true;
+    return (int)iDone(bFileExists(pPlace) ? 0 : -ENOENT, iErrno);
 }
 
 // The kind and the permissions of a place; a link is looked through unless bLink.
 static mode_t modeOf(const PLACE* pPlace, bool bLink)
 {
     switch (pPlace->eKind) {
-    case NODE_SG:
-    case NODE_TAPE:
+    case PLACE_SG:
+    case PLACE_TAPE:
         return S_IFCHR | 0666;
-    case NODE_LINK:
+    case PLACE_LINK:
         return bLink ? S_IFLNK | 0777 : S_IFDIR | 0755;
-    case NODE_CLASS:
-    case NODE_ENTRY:
-    case NODE_DEVICE:
+    case PLACE_CLASS:
+    case PLACE_ENTRY:
+    case PLACE_DEVICE:
         return S_IFDIR | 0755;
     default:
         return S_IFREG | 0444;
@@ -47,16 +49,16 @@ static mode_t modeOf(const PLACE* pPlace, bool bLink)
 
 static unsigned uiMajorOf(const PLACE* pPlace)
 {
-    if (pPlace->eKind < NODE_SG)
+    if (pPlace->eKind < PLACE_SG)
         return 0;
-    return pPlace->eKind == NODE_TAPE ? uiMAJOR_TAPE : uiMAJOR_SG;
+    return pPlace->eKind == PLACE_TAPE ? uiMAJOR_TAPE : uiMAJOR_SG;
 }
 
 static unsigned uiMinorOf(const PLACE* pPlace)
 {
-    if (pPlace->eKind < NODE_SG)
+    if (pPlace->eKind < PLACE_SG)
         return 0;
-    return (unsigned)pPlace->iNumber + (pPlace->eKind == NODE_TAPE ? uiMINOR_NO_REWIND : 0);
+    return (unsigned)pPlace->iNumber + (pPlace->eKind == PLACE_TAPE ? uiMINOR_NO_REWIND : 0);
 }
 
 // What stat tells of a place: owner and times are those of a device that every machine has.
@@ -73,9 +75,9 @@ static int iStat(const PLACE* pPlace, STAT* pOut, int (*iNext)(const char*, STAT
 #define CATCH_STAT(f, TYPE, bLink)                                                                 \
     CAUGHT int f(const char* cpPath, struct TYPE* pOut) noexcept                                   \
     {                                                                                              \
-        PLACE place;                                                                               \
-        return bCatch(cpPath, &place) ? iStat<struct TYPE>(&place, pOut, NEXT(f), bLink)           \
-                                      : NEXT(f)(cpPath, pOut);                                     \
+        PLACE strPlace;                                                                            \
+        return bCatch(cpPath, &strPlace) ? iStat<struct TYPE>(&strPlace, pOut, NEXT(f), bLink)     \
+                                         : NEXT(f)(cpPath, pOut);                                  \
     }
 CATCH_STAT(stat, stat, false)
 CATCH_STAT(stat64, stat64, false)
@@ -85,10 +87,10 @@ CATCH_STAT(lstat64, stat64, true)
 #define CATCH_STATAT(f, TYPE, nextStat)                                                            \
     CAUGHT int f(int iFolder, const char* cpPath, struct TYPE* pOut, int iFlags) noexcept          \
     {                                                                                              \
-        PLACE place;                                                                               \
-        return bCatch(cpPath, &place) ? iStat<struct TYPE>(&place, pOut, NEXT(nextStat),           \
-                                                           iFlags & AT_SYMLINK_NOFOLLOW)           \
-                                      : NEXT(f)(iFolder, cpPath, pOut, iFlags);                    \
+        PLACE strPlace;                                                                            \
+        return bCatch(cpPath, &strPlace) ? iStat<struct TYPE>(&strPlace, pOut, NEXT(nextStat),     \
+                                                              iFlags & AT_SYMLINK_NOFOLLOW)        \
+                                         : NEXT(f)(iFolder, cpPath, pOut, iFlags);                 \
     }
 CATCH_STATAT(fstatat, stat, stat)
 CATCH_STATAT(fstatat64, stat64, stat64)
@@ -96,28 +98,28 @@ CATCH_STATAT(fstatat64, stat64, stat64)
 CAUGHT int statx(int iFolder, const char* cpPath, int iFlags, unsigned uiMask,
                  struct statx* pOut) noexcept
 {
-    PLACE place;
-    if (!bCatch(cpPath, &place))
+    PLACE strPlace;
+    if (!bCatch(cpPath, &strPlace))
         return NEXT(statx)(iFolder, cpPath, iFlags, uiMask, pOut);
-    if (iExists(&place) != 0 || NEXT(statx)(AT_FDCWD, "/dev/null", 0, uiMask, pOut) != 0)
+    if (iExists(&strPlace) != 0 || NEXT(statx)(AT_FDCWD, "/dev/null", 0, uiMask, pOut) != 0)
         return -1;
-    pOut->stx_mode = (uint16_t)modeOf(&place, (iFlags & AT_SYMLINK_NOFOLLOW) != 0);
-    pOut->stx_rdev_major = uiMajorOf(&place);
-    pOut->stx_rdev_minor = uiMinorOf(&place);
+    pOut->stx_mode = (uint16_t)modeOf(&strPlace, (iFlags & AT_SYMLINK_NOFOLLOW) != 0);
+    pOut->stx_rdev_major = uiMajorOf(&strPlace);
+    pOut->stx_rdev_minor = uiMinorOf(&strPlace);
     return 0;
 }
 
 CAUGHT int access(const char* cpPath, int iMode) noexcept
 {
-    PLACE place;
-    return bCatch(cpPath, &place) ? iExists(&place) : NEXT(access)(cpPath, iMode);
+    PLACE strPlace;
+    return bCatch(cpPath, &strPlace) ? iExists(&strPlace) : NEXT(access)(cpPath, iMode);
 }
 
 CAUGHT int faccessat(int iFolder, const char* cpPath, int iMode, int iFlags) noexcept
 {
-    PLACE place;
-    return bCatch(cpPath, &place) ? iExists(&place)
-                                  : NEXT(faccessat)(iFolder, cpPath, iMode, iFlags);
+    PLACE strPlace;
+    return bCatch(cpPath, &strPlace) ? iExists(&strPlace)
+                                     : NEXT(faccessat)(iFolder, cpPath, iMode, iFlags);
 }
 
 // None of ours has extended attributes, after which a long listing of files asks.
@@ -125,8 +127,8 @@ CAUGHT int faccessat(int iFolder, const char* cpPath, int iMode, int iFlags) noe
     CAUGHT ssize_t f(const char* cpPath, const char* cpName, void* vpValue,                        \
                      size_t uiSize) noexcept                                                       \
     {                                                                                              \
-        PLACE place;                                                                               \
-        if (!bCatch(cpPath, &place))                                                               \
+        PLACE strPlace;                                                                            \
+        if (!bCatch(cpPath, &strPlace))                                                            \
             return NEXT(f)(cpPath, cpName, vpValue, uiSize);                                       \
         errno = ENOTSUP;                                                                           \
         return -1;                                                                                 \
@@ -138,50 +140,50 @@ CATCH_GETXATTR(lgetxattr)
 static ssize_t iReadLink(const char* cpPath, const PLACE* pPlace, char* cpBuf, size_t uiSize)
 {
     char szTarget[128];
-    OUT out = {szTarget, sizeof(szTarget), 0, 0};
+    OUT strOut = {szTarget, sizeof(szTarget), 0, false};
     const int iErrno = errno;
-    giInside = 1;
-    if (pPlace->eKind != NODE_LINK)
-        return iDone(bPlaceExists(pPlace) ? -EINVAL : -ENOENT, iErrno);
-    const int iError = iNodeText(cpPath, pPlace, &out);
-    const size_t uiLen = (size_t)out.iLen < uiSize ? (size_t)out.iLen : uiSize;
+    gbInside = true;
+    if (pPlace->eKind != PLACE_LINK)
+        return iDone(bFileExists(pPlace) ? -EINVAL : -ENOENT, iErrno);
+    const int iError = iFileText(cpPath, pPlace, &strOut);
+    const size_t uiLen = (size_t)strOut.iLen < uiSize ? (size_t)strOut.iLen : uiSize;
     memcpy(cpBuf, szTarget, uiLen);
     return iDone(iError != 0 ? -iError : (ssize_t)uiLen, iErrno);
 }
 
 CAUGHT ssize_t readlink(const char* cpPath, char* cpBuf, size_t uiSize) noexcept
 {
-    PLACE place;
-    return bCatch(cpPath, &place) ? iReadLink(cpPath, &place, cpBuf, uiSize)
-                                  : NEXT(readlink)(cpPath, cpBuf, uiSize);
+    PLACE strPlace;
+    return bCatch(cpPath, &strPlace) ? iReadLink(cpPath, &strPlace, cpBuf, uiSize)
+                                     : NEXT(readlink)(cpPath, cpBuf, uiSize);
 }
 
 CAUGHT ssize_t readlinkat(int iFolder, const char* cpPath, char* cpBuf, size_t uiSize) noexcept
 {
-    PLACE place;
-    return bCatch(cpPath, &place) ? iReadLink(cpPath, &place, cpBuf, uiSize)
-                                  : NEXT(readlinkat)(iFolder, cpPath, cpBuf, uiSize);
+    PLACE strPlace;
+    return bCatch(cpPath, &strPlace) ? iReadLink(cpPath, &strPlace, cpBuf, uiSize)
+                                     : NEXT(readlinkat)(iFolder, cpPath, cpBuf, uiSize);
 }
 
 // What the checking macros of the C library's headers call instead.
 CAUGHT ssize_t __readlink_chk(const char* cpPath, char* cpBuf, size_t uiSize, size_t uiRoom)
 {
-    giInside = uiSize > uiRoom;
-    if (giInside)
+    gbInside = uiSize > uiRoom;
+    if (gbInside)
         vFatal("readlink of %zu bytes into %zu", uiSize, uiRoom);
     return readlink(cpPath, cpBuf, uiSize);
 }
 
 CAUGHT int mknod(const char* cpPath, mode_t mode, dev_t device) noexcept
 {
-    PLACE place;
+    PLACE strPlace;
     const int iErrno = errno;
     int iError = EPERM;
-    if (!bCatch(cpPath, &place))
+    if (!bCatch(cpPath, &strPlace))
         return NEXT(mknod)(cpPath, mode, device);
-    giInside = 1;
-    if (place.eKind == NODE_TAPE)
-        iError = iNodeMake(cpPath, place.iNumber, major(device), minor(device));
+    gbInside = true;
+    if (strPlace.eKind == PLACE_TAPE)
+        iError = iFileMake(cpPath, strPlace.iNumber, major(device), minor(device));
     return (int)iDone(-iError, iErrno);
 }
 
@@ -190,7 +192,7 @@ struct FOLDER {
     bool bOpen;
     char* cpNext;
     struct dirent strEntry;
-    char szNames[16 * DEVICE_MAX];
+    char szNames[16 * iDEVICE_MAX];
 };
 static FOLDER strFolders[4];
 
@@ -207,8 +209,8 @@ static FOLDER* pFolderOf(DIR* pHandle)
 // Opens a folder. Returns 0 or an error number.
 static int iOpenFolder(const char* cpPath, const PLACE* pPlace, FOLDER* pFolder)
 {
-    OUT out = {pFolder->szNames, sizeof(pFolder->szNames), 0, 0};
-    const int iError = iNodeText(cpPath, pPlace, &out);
+    OUT strOut = {pFolder->szNames, sizeof(pFolder->szNames), 0, false};
+    const int iError = iFileText(cpPath, pPlace, &strOut);
     if (iError != 0)
         return iError;
     if (!S_ISDIR(modeOf(pPlace, false)))
@@ -220,17 +222,17 @@ static int iOpenFolder(const char* cpPath, const PLACE* pPlace, FOLDER* pFolder)
 
 CAUGHT DIR* opendir(const char* cpPath)
 {
-    PLACE place;
-    if (!bCatch(cpPath, &place))
+    PLACE strPlace;
+    if (!bCatch(cpPath, &strPlace))
         return NEXT(opendir)(cpPath);
     FOLDER* pFree = nullptr;
     for (FOLDER& strFolder : strFolders)
         pFree = strFolder.bOpen ? pFree : &strFolder;
-    if (place.eKind == NODE_LINK)
-        place.eKind = NODE_DEVICE;
+    if (strPlace.eKind == PLACE_LINK)
+        strPlace.eKind = PLACE_DEVICE;
     const int iErrno = errno;
-    giInside = 1;
-    const int iError = pFree != nullptr ? iOpenFolder(cpPath, &place, pFree) : EMFILE;
+    gbInside = true;
+    const int iError = pFree != nullptr ? iOpenFolder(cpPath, &strPlace, pFree) : EMFILE;
     return iDone(-iError, iErrno) == 0 ? (DIR*)pFree : nullptr;
 }
 

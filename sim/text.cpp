@@ -1,5 +1,5 @@
-// Text and bytes: lines, words, numbers, the notation for data, whole files.
-#include "sim.h"
+// Text and bytes, as text.h says.
+#include "text.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -11,10 +11,8 @@
 #include <time.h>
 #include <unistd.h>
 
-static const char gszBlanks[] = " \t\r";
+static const char szBLANKS[] = " \t\r";
 
-// Says on standard error what is wrong and ends the process with status 2: a mistake in a
-// description or a scenario must never pass for a result.
 void vFatal(const char* cpFormat, ...)
 {
     char szText[512];
@@ -22,7 +20,7 @@ void vFatal(const char* cpFormat, ...)
     va_start(args, cpFormat);
     vsnprintf(szText, sizeof(szText), cpFormat, args);
     va_end(args);
-    dprintf(2, "mvk-sim: %s\n", szText);
+    dprintf(STDERR_FILENO, "mvk-sim: %s\n", szText);
     _exit(2);
 }
 
@@ -30,124 +28,128 @@ void vAdd(OUT* pOut, const char* cpFormat, ...)
 {
     va_list args;
     va_start(args, cpFormat);
-    int iRoom = pOut->iMax - pOut->iLen;
-    int iGot = vsnprintf(pOut->cp + pOut->iLen, (size_t)iRoom, cpFormat, args);
+    const int iRoom = pOut->iMax - pOut->iLen;
+    const int iGot = vsnprintf(pOut->cp + pOut->iLen, (size_t)iRoom, cpFormat, args);
     va_end(args);
-    pOut->iFull |= iGot >= iRoom;
+    pOut->bFull = pOut->bFull || iGot >= iRoom;
     pOut->iLen += iGot >= iRoom ? iRoom - 1 : iGot;
 }
 
-int64_t i64Now(void)
+int64_t i64Now()
 {
-    struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return (int64_t)now.tv_sec * 1000000000 + now.tv_nsec;
+    struct timespec strNow;
+    clock_gettime(CLOCK_MONOTONIC, &strNow);
+    return (int64_t)strNow.tv_sec * 1000000000 + strNow.tv_nsec;
 }
 
-// Cuts the blanks at both ends off a text.
 char* cpTrim(char* cp)
 {
-    cp += strspn(cp, gszBlanks);
+    cp += strspn(cp, szBLANKS);
     char* cpEnd = cp + strlen(cp);
-    while (cpEnd > cp && strchr(gszBlanks, cpEnd[-1]))
+    while (cpEnd > cp && strchr(szBLANKS, cpEnd[-1]) != nullptr)
         cpEnd--;
-    *cpEnd = 0;
+    *cpEnd = '\0';
     return cp;
 }
 
-// Cuts the next line off a text and trims it; null at the end.
 char* cpTakeLine(char** cpp)
 {
-    char *cpLine = *cpp, *cpEnd = strchr(cpLine, '\n');
-    if (!*cpLine)
+    char* cpLine = *cpp;
+    char* cpEnd = strchr(cpLine, '\n');
+    if (*cpLine == '\0')
         return nullptr;
-    *cpp = cpEnd ? cpEnd + 1 : cpLine + strlen(cpLine);
-    if (cpEnd)
-        *cpEnd = 0;
+    *cpp = cpEnd != nullptr ? cpEnd + 1 : cpLine + strlen(cpLine);
+    if (cpEnd != nullptr)
+        *cpEnd = '\0';
     return cpTrim(cpLine);
 }
 
-int iAtEnd(const char* cp)
+bool bAtEnd(const char* cp)
 {
-    return cp[strspn(cp, gszBlanks)] == 0;
+    return cp[strspn(cp, szBLANKS)] == '\0';
 }
 
-// Copies the next word and moves *cpp behind it. Returns 0 when there is none or it is too long.
-int iTakeWord(const char** cpp, char* szOut, size_t uiMax)
+bool bTakeWord(const char** cpp, char* szOut, size_t uiMax)
 {
-    *cpp += strspn(*cpp, gszBlanks);
-    size_t uiLen = strcspn(*cpp, gszBlanks);
+    *cpp += strspn(*cpp, szBLANKS);
+    const size_t uiLen = strcspn(*cpp, szBLANKS);
     if (uiLen == 0 || uiLen >= uiMax)
-        return 0;
+        return false;
     memcpy(szOut, *cpp, uiLen);
-    szOut[uiLen] = 0;
+    szOut[uiLen] = '\0';
     *cpp += uiLen;
-    return 1;
+    return true;
 }
 
-// Takes a decimal or 0x number, "auto" and "none" as -1, "yes" and "no" as 1 and 0. Returns 0 when
-// the next word is none of these.
-int iTakeNumber(const char** cpp, int* ipValue)
+struct NUMBER_WORD {
+    const char* cpWord;
+    int iValue;
+};
+
+static const NUMBER_WORD strNumberWords[] = {
+    {"auto", -1},
+    {"none", -1},
+    {"yes",  1 },
+    {"no",   0 },
+};
+
+bool bTakeNumber(const char** cpp, int* ipValue)
 {
-    static const struct {
-        const char* cpWord;
-        int iValue;
-    } words[] = {
-        {"auto", -1},
-        {"none", -1},
-        {"yes",  1 },
-        {"no",   0 }
-    };
-    char szWord[16], *cpEnd;
-    if (!iTakeWord(cpp, szWord, sizeof(szWord)))
-        return 0;
-    for (const auto& word : words) {
-        if (strcmp(szWord, word.cpWord) == 0) {
-            *ipValue = word.iValue;
-            return 1;
+    char szWord[16];
+    if (!bTakeWord(cpp, szWord, sizeof(szWord)))
+        return false;
+    for (const NUMBER_WORD& strWord : strNumberWords) {
+        if (strcmp(szWord, strWord.cpWord) == 0) {
+            *ipValue = strWord.iValue;
+            return true;
         }
     }
-    long iValue = strtol(szWord, &cpEnd, strncmp(szWord, "0x", 2) == 0 ? 16 : 10);
+    char* cpEnd;
+    const long iValue = strtol(szWord, &cpEnd, strncmp(szWord, "0x", 2) == 0 ? 16 : 10);
     *ipValue = (int)iValue;
-    return *cpEnd == 0 && szWord[0] >= '0' && szWord[0] <= '9' && iValue <= INT32_MAX;
+    return *cpEnd == '\0' && szWord[0] >= '0' && szWord[0] <= '9' && iValue <= INT32_MAX;
 }
 
-// The path of a file named in another file: relative to the folder of that file.
 void vInPlaceOf(const char* cpNamedIn, const char* cpName, char* szOut, size_t uiMax)
 {
     const char* cpSlash = strrchr(cpNamedIn, '/');
-    int iFolder = cpSlash && *cpName != '/' ? (int)(cpSlash - cpNamedIn) + 1 : 0;
+    const int iFolder = cpSlash != nullptr && *cpName != '/' ? (int)(cpSlash - cpNamedIn) + 1 : 0;
     snprintf(szOut, uiMax, "%.*s%s", iFolder, cpNamedIn, cpName);
 }
 
-// Reads a file of less than iMax bytes and puts a zero byte behind it. Returns its length, -1 with
-// errno when it cannot be read, is too long, or is not a regular file, which might never end.
-int iReadFile(const char* cpPath, char* cpOut, int iMax)
+// Reads what a descriptor brings, up to iMax bytes. Returns their number, -1 on failure.
+static int iReadAll(int iFd, char* cpOut, int iMax)
 {
-    struct stat file;
-    int iFd = open(cpPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK), iLen = 0;
-    if (iFd < 0)
-        return -1;
+    int iLen = 0;
     ssize_t iGot = 1;
-    if (fstat(iFd, &file) != 0 || !S_ISREG(file.st_mode)) {
-        close(iFd);
-        errno = ENOTSUP;
-        return -1;
-    }
     while (iGot > 0 && iLen < iMax) {
         iGot = read(iFd, cpOut + iLen, (size_t)(iMax - iLen));
         iLen += iGot > 0 ? (int)iGot : 0;
     }
+    return iGot < 0 ? -1 : iLen;
+}
+
+int iReadFile(const char* cpPath, char* cpOut, int iMax)
+{
+    struct stat strFile;
+    const int iFd = open(cpPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (iFd < 0)
+        return -1;
+    if (fstat(iFd, &strFile) != 0 || !S_ISREG(strFile.st_mode)) {
+        close(iFd);
+        errno = ENOTSUP;
+        return -1;
+    }
+    const int iLen = iReadAll(iFd, cpOut, iMax);
     close(iFd);
     if (iLen >= iMax)
         errno = EFBIG;
-    if (iGot < 0 || iLen >= iMax)
+    if (iLen < 0 || iLen >= iMax)
         return -1;
-    cpOut[iLen] = 0;
+    cpOut[iLen] = '\0';
     return iLen;
 }
 
-// Reads a text; one that cannot be read whole ends the process.
 void vReadText(const char* cpPath, char* cpOut, int iMax)
 {
     const int iLen = iReadFile(cpPath, cpOut, iMax);
@@ -162,9 +164,10 @@ void vReadText(const char* cpPath, char* cpOut, int iMax)
 static int iHexPairs(const char** cpp, unsigned char* cpOut, int iMax)
 {
     int iLen = 0;
-    for (; **cpp && !strchr(" \t*", **cpp); *cpp += 2) {
-        char szPair[3] = {(*cpp)[0], (*cpp)[1], 0}, *cpEnd;
-        if (strchr("+- xX", szPair[0]) || iLen >= iMax)
+    for (; **cpp != '\0' && strchr(" \t*", **cpp) == nullptr; *cpp += 2) {
+        const char szPair[3] = {(*cpp)[0], (*cpp)[1], '\0'};
+        char* cpEnd;
+        if (strchr("+- xX", szPair[0]) != nullptr || iLen >= iMax)
             return -1;
         cpOut[iLen++] = (unsigned char)strtol(szPair, &cpEnd, 16);
         if (cpEnd != szPair + 2)
@@ -173,47 +176,57 @@ static int iHexPairs(const char** cpp, unsigned char* cpOut, int iMax)
     return iLen;
 }
 
-// Takes one word of data: "text", @file or hexadecimal pairs, the first and the last also with
-// *count behind. Returns the number of bytes, -1 when it is none of these or does not fit.
+// Takes the word behind an "@", a file's name, and reads this file.
+static int iDataFile(const char** cpp, const char* cpNamedIn, unsigned char* cpOut, int iMax)
+{
+    char szName[256];
+    char szPath[1024];
+    if (!bTakeWord(cpp, szName, sizeof(szName)))
+        return -1;
+    vInPlaceOf(cpNamedIn, szName, szPath, sizeof(szPath));
+    return iReadFile(szPath, (char*)cpOut, iMax);
+}
+
+// Takes a text behind its first quote.
+static int iQuoted(const char** cpp, unsigned char* cpOut, int iMax)
+{
+    const char* cpEnd = strchr(*cpp, '"');
+    if (cpEnd == nullptr || cpEnd - *cpp > iMax)
+        return -1;
+    const int iLen = (int)(cpEnd - *cpp);
+    memcpy(cpOut, *cpp, (size_t)iLen);
+    *cpp = cpEnd + 1;
+    return iLen;
+}
+
+// Takes one word of data. Returns the number of bytes, -1 when it is none or does not fit.
 static int iDataWord(const char** cpp, const char* cpNamedIn, unsigned char* cpOut, int iMax)
 {
-    char szName[256], szPath[1024];
-    int iLen, iTimes = 1;
-    if (**cpp == '@') {
-        ++*cpp;
-        if (!iTakeWord(cpp, szName, sizeof(szName)))
-            return -1;
-        vInPlaceOf(cpNamedIn, szName, szPath, sizeof(szPath));
-        return iReadFile(szPath, (char*)cpOut, iMax);
-    }
-    if (**cpp == '"') {
-        const char* cpEnd = strchr(++*cpp, '"');
-        if (!cpEnd || cpEnd - *cpp > iMax)
-            return -1;
-        iLen = (int)(cpEnd - *cpp);
-        memcpy(cpOut, *cpp, (size_t)iLen);
-        *cpp = cpEnd + 1;
-    } else {
+    const char cFirst = **cpp;
+    int iTimes = 1;
+    int iLen;
+    *cpp += cFirst == '@' || cFirst == '"';
+    if (cFirst == '@')
+        return iDataFile(cpp, cpNamedIn, cpOut, iMax);
+    if (cFirst == '"')
+        iLen = iQuoted(cpp, cpOut, iMax);
+    else
         iLen = iHexPairs(cpp, cpOut, iMax);
-    }
     if (iLen >= 0 && **cpp == '*') {
         ++*cpp;
-        if (!iTakeNumber(cpp, &iTimes) || iTimes < 0 || (int64_t)iTimes * iLen > iMax)
+        if (!bTakeNumber(cpp, &iTimes) || iTimes < 0 || (int64_t)iTimes * iLen > iMax)
             return -1;
         for (int i = iLen; i < iTimes * iLen; i++)
             cpOut[i] = cpOut[i - iLen];
     }
-    return **cpp && !strchr(gszBlanks, **cpp) ? -1 : iLen * iTimes;
+    return **cpp != '\0' && strchr(szBLANKS, **cpp) == nullptr ? -1 : iLen * iTimes;
 }
 
-// Data as it is written in descriptions and scenarios: words of iDataWord divided by blanks;
-// cpNamedIn is the file that holds them. Returns the number of bytes, -1 when a word is not
-// understood or the room is too small.
 int iData(const char* cp, const char* cpNamedIn, unsigned char* cpOut, int iMax)
 {
     int iLen = 0;
-    for (cp += strspn(cp, gszBlanks); *cp; cp += strspn(cp, gszBlanks)) {
-        int iGot = iDataWord(&cp, cpNamedIn, cpOut + iLen, iMax - iLen);
+    for (cp += strspn(cp, szBLANKS); *cp != '\0'; cp += strspn(cp, szBLANKS)) {
+        const int iGot = iDataWord(&cp, cpNamedIn, cpOut + iLen, iMax - iLen);
         if (iGot < 0)
             return -1;
         iLen += iGot;

@@ -1,0 +1,44 @@
+// What the devices do with a command. Each file stands on those below it in this list.
+#ifndef MVK_SIM_DEVICES_H
+#define MVK_SIM_DEVICES_H
+
+#include "request.h"
+
+// device.cpp: lets the device of a request carry out its command
+void vRunCommand(REQUEST* pReq);
+
+// identity.cpp: what every device does
+void vInquiry(REQUEST* pReq);
+void vTestUnitReady(REQUEST* pReq);
+void vRequestSense(REQUEST* pReq);
+
+// modes.cpp: mode pages
+void vModeSense(REQUEST* pReq);
+void vModeSelect(REQUEST* pReq);
+
+// changer.cpp
+void vInventory(REQUEST* pReq);
+void vMoveMedium(REQUEST* pReq);
+void vReadElementStatus(REQUEST* pReq);
+// Page 0x1D with its header, 20 bytes: first address and count of each type of element. Returns 20.
+int iAddressPage(const REQUEST* pReq, unsigned char* cpOut);
+
+// medium.cpp: what a tape and its memory hold
+void vRead(REQUEST* pReq);
+void vReadAttribute(REQUEST* pReq);
+
+// drive.cpp
+void vErase(REQUEST* pReq);
+void vLoadUnload(REQUEST* pReq);
+void vPreventAllow(REQUEST* pReq); // of a changer too
+void vRewind(REQUEST* pReq);
+// The cartridge in the drive of a request; without one the request ends with NOT READY.
+CARTRIDGE* pSeated(REQUEST* pReq);
+// Whether the drive can use its tape; otherwise the request ends with the reason.
+bool bDriveReady(REQUEST* pReq);
+// Byte 18 of the sense data: bit 7 valid, bit 1 nothing loaded, bit 0 cleaning is due.
+int iDriveStatusByte(const DEVICE* pDev);
+// Threads the cartridge that stands in the drive; a cleaning cartridge does its work.
+void vDriveLoad(DEVICE* pDev);
+
+#endif

@@ -1,0 +1,43 @@
+// The simulated files as a program opens and uses them.
+#ifndef MVK_SIM_FILES_H
+#define MVK_SIM_FILES_H
+
+#include "place.h"
+#include "text.h"
+
+#include <sys/types.h>
+
+// node.cpp: by their paths
+
+// Whether a place exists.
+bool bFileExists(const PLACE* pPlace);
+
+// Opens a place. Returns a descriptor, or -1 with errno; *ipFile is its place among the open
+// devices, -1 for a text.
+int iFileOpen(const char* cpPath, const PLACE* pPlace, int iFlags, int* ipFile);
+
+// Writes what is to be read at a place: a text, the target of a link, or the names in a folder, one
+// a line. Returns 0 or an error number.
+int iFileText(const char* cpPath, const PLACE* pPlace, OUT* pOut);
+
+// mknod of a tape node: the drive with this number among the tape drives gets its node back.
+// Returns 0 or an error number.
+int iFileMake(const char* cpPath, int iNumber, unsigned uiMajor, unsigned uiMinor);
+
+// driver.cpp: open devices, by their place among them
+
+// Notes an open device, of kind PLACE_SG or PLACE_TAPE. Returns its place, -1 when too many are
+// open.
+int iFileNew(const char* cpPath, PLACE_KIND eKind, int iDevice);
+
+// Notes another descriptor; notes that descriptor iFd is closed.
+void vFileShare(int iFile);
+void vFileClose(int iFile, int iFd);
+
+// A request, its answer, and the requests of ioctl. Return what the system call returns, or a
+// negative error number.
+ssize_t iFileWrite(int iFile, const unsigned char* cpBuf, size_t uiCount);
+ssize_t iFileRead(int iFile, unsigned char* cpBuf, size_t uiCount);
+int iFileControl(int iFile, unsigned long uiRequest, void* vpArg);
+
+#endif

@@ -1,0 +1,125 @@
+// The library as it is held in memory: devices, elements, cartridges, and what leads from one to
+// the other.
+#ifndef MVK_SIM_MODEL_H
+#define MVK_SIM_MODEL_H
+
+#include "text.h"
+
+static const int iDEVICE_MAX = 2048;
+static const int iELEMENT_MAX = 4096;
+static const int iCARTRIDGE_MAX = 4096;
+static const int iSG_MAX = 32768; // numbers of generic devices, as many as the kernel has
+
+// SCSI peripheral device types that the simulator acts upon, of all that a description can name.
+enum DEVICE_TYPE { TYPE_DISK = 0, TYPE_TAPE = 1, TYPE_CHANGER = 8 };
+
+// Element type codes.
+enum ELEMENT_TYPE { ELEMENT_TRANSPORT = 1, ELEMENT_SLOT, ELEMENT_PORT, ELEMENT_DRIVE };
+
+enum MEDIUM { MEDIUM_DATA, MEDIUM_WORM, MEDIUM_CLEANING };
+
+// A short run of bytes that changes and is saved.
+struct BYTES {
+    int iLen;
+    unsigned char c[256];
+};
+
+// Host, channel, target and LUN.
+struct ADDRESS {
+    int iHost; // -1: none
+    int iChannel;
+    int iTarget;
+    int iLun;
+};
+
+struct DEVICE {
+    int iLine; // where its lines begin, for what is looked up when it is needed
+    DEVICE_TYPE eType;
+    ADDRESS strAddress;
+    ADDRESS strNodeAddress; // what the tape node reports instead
+    int iAnsi;
+    int iLevel; // scsi_level in sysfs, -1 as iAnsi has it
+    int iSg;    // number of /dev/sg<n>, -1 the next one
+    int iNode;  // number of /dev/nst<n>, -1 none, -2 the next one in the order of the drives
+    const char* cpVendor;
+    const char* cpProduct;
+    const char* cpRevision;
+    int iDelay; // ms for every command
+    // of a drive
+    int iElement;    // its address in the changer, -1 none
+    int iStatusByte; // byte 18 of the sense data, -1 as its state has it
+    int iMediumType; // -1 as the cartridge has it
+    bool bAutoLoad;
+    bool bLoaded;
+    bool bPrevent;
+    bool bCleaning; // is due
+    int iDensity;
+    int iBuffered;
+    int iBlockLength;
+    int iPosition; // blocks from the beginning of the tape
+    BYTES strCompression;
+    BYTES strEeprom;
+};
+
+struct ELEMENT {
+    int iAddress;
+    ELEMENT_TYPE eType;
+    int iChanger;   // index of the changer's device
+    int iDrive;     // index of the tape device of a drive element, -1 none
+    int iCartridge; // index, -1 empty
+    int iException; // ASC and ASCQ, -1 none
+};
+
+struct CARTRIDGE {
+    int iLine;
+    const char* cpBarcode;
+    int iPlace;  // element address, -1 outside the library
+    int iSource; // storage element it last came from, -1 none
+    MEDIUM eMedium;
+    int iMediumType;
+    bool bProtected;
+    bool bBlank;
+};
+
+struct LIBRARY {
+    bool bStrict; // refuse an allocation length above the transfer length
+    bool bSysfs;  // the devices are in sysfs
+    const char* cpListing;
+    int iDevices;
+    int iElements;
+    int iCartridges;
+    DEVICE strDevices[iDEVICE_MAX];
+    ELEMENT strElements[iELEMENT_MAX];
+    CARTRIDGE strCartridges[iCARTRIDGE_MAX];
+};
+
+extern LIBRARY gstrLib;        // filled by the description; valid while the library is entered
+extern const char* gcpLibrary; // path of the description, set when the library is entered
+
+// Takes all devices, elements and cartridges away.
+void vForgetAll();
+
+// Adds an empty element to the changer that is being described. Returns false when its address is
+// taken; there must be room.
+bool bAddElement(int iAddress, ELEMENT_TYPE eType);
+
+// Ties together what the description names by number and address; cpName is the file that is being
+// read. A mistake ends the process with file and line.
+void vTieTogether(const char* cpName);
+
+// The element with an address, null for none.
+ELEMENT* pElementAt(unsigned uiAddress);
+
+// Index of the device /dev/sg<iNumber>, -1 none.
+int iSgDevice(int iNumber);
+
+// Index of the device that /dev/nst<iNode> leads to, -1 none.
+int iNodeDevice(int iNode);
+
+// The address that a device's tape node reports, or its generic one.
+const ADDRESS* pAddressOf(const DEVICE* pDev, bool bTape);
+
+// The cartridge that stands in a drive, null for none.
+CARTRIDGE* pDriveCartridge(const DEVICE* pDev);
+
+#endif
