@@ -11,9 +11,8 @@
 static int iProfile()
 {
     char szMsg[40];
-    const int iRoom = (int)strlen(gcpTexts[3]) + 1;
-    const char* cpSection = gcpTexts[0][0] == '~' ? nullptr : gcpTexts[0];
-    return i_GetPrivateProfileString(gcpTexts[2], cpSection, gcpTexts[1], gcpTexts[3], iRoom, szMsg,
+    return i_GetPrivateProfileString(gcpTexts[2], gcpTexts[0][0] == '~' ? nullptr : gcpTexts[0],
+                                     gcpTexts[1], gcpTexts[3], (int)guiSizes[3] + 1, szMsg,
                                      sizeof(szMsg));
 }
 
@@ -23,29 +22,24 @@ static int iLogs()
     v_set_log_main(gcpTexts[0], gcpTexts[1], &strLog);
     vTrace(&strLog, "+ %s", gcpTexts[2]);
     vTrace(&strLog, "COPY_FILE", gcpTexts[2]);
-    vTrace(&strLog, "- %s", gcpTexts[2]);
-    PROT("E003-BASICS  %s > %s", gcpTexts[1], gcpTexts[2]);
     PROT("E003-%s  %s", gcpTexts[1], gcpTexts[2]);
-    return get_parent_info(gcpTexts[3], (int)strlen(gcpTexts[3]) + 1);
+    return get_parent_info(gcpTexts[3], (int)guiSizes[3] + 1);
 }
 
 static int iVariable()
 {
     char szValue[iGLBV_VALUE_SIZE];
     v_COPY(szValue, sizeof(szValue), gcpTexts[1]);
-    glbv(gcpTexts[2][0], gcpTexts[0], szValue);
-    return memchr(szValue, 0, sizeof(szValue)) != nullptr ? 0 : -1;
+    return glbv(gcpTexts[2][0], gcpTexts[0], szValue) == nullptr;
 }
 
 // What was acquired is released, and nothing else.
 static int iSemaphore()
 {
-    SCT_SEMA strSema = {};
+    SCT_SEMA strSema = {"", "mvk", "", 0};
     v_COPY(strSema.szSema, sizeof(strSema.szSema), gcpTexts[0]);
-    v_COPY(strSema.szCaller, sizeof(strSema.szCaller), gcpTexts[1]);
     i_SEMA(gcpTexts[2][0], &strSema, strLog);
     return strchr("+S*", gcpTexts[2][0]) != nullptr && i_SEMA('-', &strSema, strLog);
 }
 
-int (*const giOperations[])() = {iProfile, iLogs, iVariable, iSemaphore};
-const unsigned int guiOperations = sizeof(giOperations) / sizeof(*giOperations);
+const std::vector<int (*)()> gOperations = {iProfile, iLogs, iVariable, iSemaphore};

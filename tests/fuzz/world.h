@@ -1,55 +1,168 @@
 // The world around the code under test. One input of the fuzzer is all that comes from outside:
-// operands, contents of files, results of calls, answers of devices. Nothing of the machine is
-// touched: the product is compiled with its calls turned to those below.
+// arguments, environment, contents of files, results of calls, answers of devices, the time.
+// Nothing of the machine is touched: the product is compiled with its calls turned to those below.
+//
+// An input is
+//   four bytes  the operation (its rest divided by their number); the levels; which files cannot be
+//               opened (0x1F, a bit each), being missing or locked (0x80);
+//               a closed standard stream (0x03) and the time (0xF8)
+//   ten texts   four operands, five files, the environment; each ends with two bytes 0xFF
+//   the rest    what the calls deliver, in their order
+// 0 is the ordinary answer to every call, also behind the end of the input.
 #pragma once
 
 #include <dirent.h>
+#include <errno.h>
 #include <fcntl.h>
+#include <setjmp.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
+#include <vector>
 
 #define REQUIRE(bHolds) ((bHolds) ? (void)0 : abort())
 
-// A target: what it can call, and how many that are. Each returns a status from 0 to 11.
-extern int (*const giOperations[])();
-extern const unsigned int guiOperations;
+// What a target can call. Each returns a status of the program.
+extern const std::vector<int (*)()> gOperations;
 
-// Of the input: four operands, each in memory of just its size, and the report level.
-extern char* gcpTexts[];
-extern int giReport;
+inline unsigned char gcHeader[4];
+inline int giReport;
+inline char* gcpTexts[10]; // each in memory of just its size and a NUL
+inline size_t guiSizes[10];
+inline const unsigned char* gcpNext; // what the next call delivers
+inline const unsigned char* gcpEnd;
+inline char gcOpen[16]; // a character for each descriptor that is open
+inline int giStreams;   // open streams and directories
+inline jmp_buf gstrExit;
 
-extern int giOpened; // descriptors and streams that are open
+inline unsigned char cFuzzByte()
+{
+    return gcpNext < gcpEnd ? *gcpNext++ : 0;
+}
 
-// The calls. The next byte of the input says how one ends: from 0xF0 on it fails.
-int iFuzzCall(const char* cpText, ...);
-ssize_t iFuzzRead(int iFD, unsigned char* cpBuffer, size_t uiCount);
-ssize_t iFuzzWrite(int iFD, const void* pBuffer, size_t uiCount);
-FILE* fpFuzzOpen(const char* cpPath, const char* cpMode);
-[[noreturn]] void vFuzzExit();
+// Two bytes are a length; so many bytes follow.
+inline size_t uiFuzzBytes(void* pTo, size_t uiRoom)
+{
+    size_t uiLength = cFuzzByte();
+    uiLength |= (size_t)cFuzzByte() << 8;
+    uiLength = std::min(uiLength, std::min(uiRoom, (size_t)(gcpEnd - gcpNext)));
+    memcpy(pTo, gcpNext, uiLength);
+    gcpNext += uiLength;
+    return uiLength;
+}
+
+// A byte says how a call ends: from 0xF0 on it fails.
+inline int iFuzzCall(const char* cpPath, ...)
+{
+    const int iHow = cFuzzByte();
+    REQUIRE(strlen(cpPath) < 4096);
+    errno = iHow == 0xF0 ? EEXIST : iHow & 0x0F;
+    return iHow >= 0xF0 ? -1 : 0;
+}
+
+// A call on a descriptor, which must be open.
+inline int iFuzzCallOn(int iFD, bool bStaysOpen, ...)
+{
+    REQUIRE(gcOpen[iFD] != '\0');
+    gcOpen[iFD] = bStaysOpen ? 'o' : '\0';
+    return iFuzzCall("");
+}
+
+inline int iFuzzOpen(const char* cpPath, ...)
+{
+    const int iFD = iFuzzCall(cpPath) != 0 ? -1 : (int)strlen(gcOpen); // the lowest that is free
+    if (iFD >= 0)
+        gcOpen[iFD] = 'o';
+    return iFD;
+}
+
+// Two bytes are kind and links. The ordinary answer is a file with one link.
+inline int iFuzzStat(int iFailed, struct stat* pStat)
+{
+    *pStat = {};
+    pStat->st_mode = ((mode_t)cFuzzByte() << 12 ^ S_IFREG) | 0644;
+    pStat->st_nlink = (cFuzzByte() + 1) % 256;
+    return iFailed;
+}
+
+// A byte says how, then come bytes. 1 reads no further than they go, 2 repeats what is behind the
+// 36 bytes of the driver's header to the end of the buffer.
+inline ssize_t iFuzzRead(int iFD, void* pBuffer, size_t uiCount)
+{
+    const int iHow = cFuzzByte();
+    char* cpBuffer = (char*)memset(pBuffer, 0, uiCount);
+    const size_t uiLength = uiFuzzBytes(cpBuffer, uiCount);
+    for (size_t i = uiLength; iHow == 2 && uiLength > 36 && i < uiCount; i++)
+        cpBuffer[i] = cpBuffer[i - uiLength + 36];
+    REQUIRE(gcOpen[iFD] != '\0');
+    return iHow >= 0xF0 ? -1 : (ssize_t)(iHow == 1 ? uiLength : uiCount);
+}
+
+// pOpen points to the descriptor's character. Behind the byte of the call, 1 loses the last byte.
+inline ssize_t iFuzzWrite(void* pOpen, const char* cpBuffer, size_t uiCount)
+{
+    REQUIRE(*(char*)pOpen != '\0');
+    free(memcpy(malloc(uiCount), cpBuffer, uiCount));
+    return iFuzzCall("") != 0 ? 0 : (ssize_t)(uiCount - (cFuzzByte() == 1));
+}
+
+// A path holds the word of its file: the listing, a root file, a variable, sysfs, any other.
+inline FILE* fpFuzzOpen(const char* cpPath, const char* cpMode)
+{
+    static const char* const cpWords[] = {"/scsi/scsi", "tarvo", ".sgv", "/sys/", ""};
+    int iFile = 0;
+    while (strstr(cpPath, cpWords[iFile]) == nullptr)
+        iFile++;
+    errno = (gcHeader[2] & 0x80) != 0 ? EACCES : ENOENT;
+    if (cpMode[0] == 'a' ? iFuzzCall(cpPath) != 0 : (gcHeader[2] >> iFile & 1) != 0)
+        return nullptr;
+    giStreams++;
+    return cpMode[0] == 'a' ? fopencookie((void*)"o", "w", {nullptr, iFuzzWrite, nullptr, nullptr})
+                            : fmemopen(gcpTexts[4 + iFile], guiSizes[4 + iFile], "r");
+}
+
+// Bytes are a name; none end the directory.
+inline struct dirent* pFuzzEntry()
+{
+    static struct dirent strEntry;
+    strEntry = {};
+    return uiFuzzBytes(strEntry.d_name, sizeof(strEntry.d_name) - 1) > 0 ? &strEntry : nullptr;
+}
 
 #ifdef MVK_FUZZ_PRODUCT
-#define getenv(cpName) "root"
-#define open(...) (iFuzzCall(__VA_ARGS__) != 0 ? -1 : (giOpened++, 100))
-#define close(iFD) (giOpened--, iFuzzCall("", iFD))
-#define ioctl(iFD, uiRequest, pValue) iFuzzCall("", iFD, memset(pValue, iFuzzCall("") & 1, 4))
-#define read(iFD, pBuffer, uiCount) iFuzzRead(iFD, (unsigned char*)(pBuffer), uiCount)
-#define write(...) iFuzzWrite(__VA_ARGS__)
-#define fcntl(...) iFuzzCall("", __VA_ARGS__)
-#define ftruncate(...) iFuzzCall("", __VA_ARGS__)
-// Every lock file is a regular one.
-#define fstat(iFD, pStatus) (*(pStatus) = {}, (pStatus)->st_nlink = 1, (pStatus)->st_mode = S_IFREG, (iFD) & 0)
-#define stat(...) iFuzzCall(__VA_ARGS__)
+#define getenv(cpName) (guiSizes[9] == 0 ? nullptr : gcpTexts[9])
+#define time(pNow) (1700000000 + ((time_t)(gcHeader[3] >> 3) << 55))
+#define getpid() 4711
+#define getppid() 47
+#define exit(iStatus) longjmp(gstrExit, iStatus)
+#define open(...) iFuzzOpen(__VA_ARGS__)
+#define close(iFD) iFuzzCallOn(iFD, false)
+#define fcntl(iFD, ...)                                                                            \
+    (gcOpen[iFD] == '\0' ? -1 : (iFD) < 3 ? 0 : iFuzzCallOn(iFD, true, __VA_ARGS__))
+#define ftruncate(iFD, iSize) iFuzzCallOn(iFD, true)
+#define ioctl(iFD, uiRequest, pValue) (uiFuzzBytes(pValue, sizeof(int)), iFuzzCallOn(iFD, true))
+#define read(...) iFuzzRead(__VA_ARGS__)
+#define write(iFD, pBuffer, uiCount) iFuzzWrite(gcOpen + (iFD), (const char*)(pBuffer), uiCount)
+#define fstat(iFD, pStat) iFuzzStat(iFuzzCallOn(iFD, true), pStat)
+#define stat(cpPath, pStat) iFuzzStat(iFuzzCall(cpPath), pStat)
+#define lstat(cpPath, pStat) iFuzzStat(iFuzzCall(cpPath), pStat)
+#define readlink(cpPath, ...) (iFuzzCall(cpPath) != 0 ? -1 : (ssize_t)uiFuzzBytes(__VA_ARGS__))
+#define access(...) iFuzzCall(__VA_ARGS__)
 #define mkdir(...) iFuzzCall(__VA_ARGS__)
 #define unlink(...) iFuzzCall(__VA_ARGS__)
 #define system(...) iFuzzCall(__VA_ARGS__)
 #define fopen(...) fpFuzzOpen(__VA_ARGS__)
 #define popen(...) fpFuzzOpen(__VA_ARGS__)
-#define fclose(fpStream) (giOpened--, fclose(fpStream))
-#define pclose(...) fclose(__VA_ARGS__)
-#define opendir(cpPath) (iFuzzCall(cpPath), nullptr)
-#define exit(iStatus) vFuzzExit()
+#define fclose(fpStream) (giStreams--, fclose(fpStream))
+#define pclose(fpStream) fclose(fpStream)
+#define opendir(cpPath) (iFuzzCall(cpPath) != 0 ? nullptr : (giStreams++, (DIR*)malloc(1)))
+#define readdir(dpDirectory) pFuzzEntry()
+#define closedir(dpDirectory) (giStreams--, free(dpDirectory), iFuzzCall(""))
+// What has no stand-in would reach the machine: whoever needs one of these gives it one.
+#pragma GCC poison openat creat fdopen freopen fstatat realpath rename link symlink chmod chown
+#pragma GCC poison pread pwrite writev dprintf scandir fork execv execvp kill clock_gettime
 #endif
