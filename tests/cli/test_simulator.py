@@ -72,7 +72,7 @@ def test_description_out_of_range(lab, text, reason):
     assert run.returncode == 2 and f"{lab.home}/library{reason}" in run.stderr
 
 
-def test_first_command_of_a_newcomer(lab):
+def test_newcomer(lab):
     before = os.listdir(lab.home)
     home = {"TARVO_INI": None, "XDG_STATE_HOME": str(lab.home / "work"), "PATH": "/bin"}
     run = simulate(lab, "sh", "-c", "mvk 0030 m s:0 d:0", **home)
