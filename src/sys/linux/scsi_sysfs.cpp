@@ -115,6 +115,8 @@ void vReadGenericNodes(GENERIC_NODES* pNodes)
 int iFindGenericNode(GENERIC_NODES* pNodes, const SCSI_ADDRESS* pAddress)
 {
     vReadGenericNodes(pNodes);
+    if (pNodes->pNodes == nullptr)
+        return -1;
     // A listing names the devices in about the order of their numbers.
     for (int i = 0; i < pNodes->iCount; i++) {
         const int iAt = (pNodes->iNext + i) % pNodes->iCount;
