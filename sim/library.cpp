@@ -1,4 +1,4 @@
-// The library between the commands: the state file and the lock.
+// The library between the commands: the state file and the lock. (What the library is: model.h.)
 #include "library.h"
 
 #include <errno.h>
@@ -10,8 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// The first line of a state, before the description's path, and its last one: a state without was
-// cut.
+// The first line of a state, before the description's path, and its last one: a state
+// without it was cut short.
 static const char szHEADER[] = "# mvk-sim: state of ";
 static const char szEND[] = "\n# mvk-sim: end of the state\n";
 
@@ -20,7 +20,7 @@ static struct stat gstrRead;   // the file it was read from, as it was then
 static const char* gcpState;   // path of the state file, null: nothing is kept
 static int giLock = -1;
 
-// A state that cannot be written whole is worse than none.
+// A state that cannot be written whole is worse than none. The file is remembered in gstrRead.
 static bool bWriteNew(const char* cpPath, const OUT* pOut)
 {
     unlink(cpPath); // left by a process that was killed, or a link to somewhere
@@ -50,8 +50,8 @@ static void vSave()
         vFatal("cannot write the state %s: %s", gcpState, strerror(errno));
 }
 
-// A state is of this library, and whole; its end is taken off.
-static void vCheckState()
+// Ends the process unless the text is a whole state of this library; takes its end off.
+static void vCheckAndTrimState()
 {
     const size_t uiLen = sizeof(szHEADER) - 1;
     const size_t uiPath = strlen(gcpLibrary);
@@ -83,7 +83,7 @@ static bool bRead(const char* cpPath)
         return true;
     vReadText(cpPath, gcText, iTEXT_MAX);
     if (cpPath == gcpState)
-        vCheckState();
+        vCheckAndTrimState();
     vParse(gcText, cpPath);
     vTieTogether(cpPath);
     gstrRead = strNow;

@@ -64,6 +64,7 @@ def test_far_hosts(lab, settings):
     assert os.path.exists(lab.home / "work/sem/mvk_busy_101003.sem")
 
 
+# Two digits count as their sum (Id: 12 is 3), and a blank in a column as -16.
 # What a host line says when it is torn, shifted by a blank, or odd, between two that are whole.
 @pytest.mark.parametrize(
     "line, found",

@@ -31,7 +31,7 @@ struct ELEMENT {
     int iSource; // storage element that the cartridge came from
     bool bFull, bException, bAccess;
     unsigned int uiTarget; // SCSI target of a drive
-    const char* cpLabel;   // iVOLUME_TAG_SIZE bytes, null without a volume tag
+    const char* cpLabel;   // volume tag (bar code), iVOLUME_TAG_SIZE bytes; null without one
 };
 
 // The functions below read a reply of any length with iREPLY_MARGIN zeros behind it.

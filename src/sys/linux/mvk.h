@@ -24,7 +24,7 @@ enum {
     DEVICE_BUSY = 11,
 };
 
-// A status that counts as success, for hosts whose executor reports it.
+// A status of the executor that counts as success. The executor here never returns it.
 enum { iVMSTolerantStatus = 32 };
 
 // Size in bytes of the sense area that every command brings along.

@@ -69,7 +69,10 @@ static int iNodeNumber(const char* cpPath)
 // Says that sysfs has another node for the entry than the counted one; iNumber is -1 for none.
 static void vTraceNode(const LISTING_ENTRY* pEntry, int iNumber)
 {
-    if (iNumber != pEntry->iNum - 1)
+    if (iNumber < 0)
+        TRACE_ABOVE(&strLog, 0, "[%s] is not sg%d and has no other node", pEntry->szID,
+                    pEntry->iNum - 1);
+    else if (iNumber != pEntry->iNum - 1)
         TRACE_ABOVE(&strLog, 0, "[%s] is not sg%d but sg%d", pEntry->szID, pEntry->iNum - 1,
                     iNumber);
 }
@@ -88,7 +91,7 @@ static NODE_ADDRESS strNodeOf(LISTING* pListing)
         return strCounted;
     const int iFound = iFindGenericNode(&pListing->strNodes, &pEntry->strAddress);
     if (iFound < 0 && !strCounted.bKnown)
-        return strCounted;
+        return strCounted; // sysfs knows neither: counting is all there is
     vTraceNode(pEntry, iFound);
     return {iFound, iFound >= 0, pEntry->strAddress};
 }
@@ -102,8 +105,8 @@ static void vNodePath(const NODE_ADDRESS* pNode, const char* cpNone, char* cpPat
         v_COPY(cpPath, uiSize, cpNone);
 }
 
-// Finds the node of the tape drive of a scan. The one that the drive's place in the listing
-// suggests is made when it is missing.
+// Makes /dev/nst<n> for the n-th tape drive of the listing when it is missing, then looks for the
+// node that really is the drive's; szTapeDev is "/dev/nst?" without one.
 static void vScanTape(LISTING* pListing)
 {
     char szTemp[32];
@@ -152,7 +155,7 @@ static bool bIsGivenNode(LISTING* pListing)
     return pEntry->iNum - 1 == pGiven->iNumber && strNodeOf(pListing).iNumber == pGiven->iNumber;
 }
 
-// Keeps the run at the device of the node, which sysfs knows.
+// Remembers the device of a node that sysfs knows: from now on the run selects nothing else.
 static void vPin(const NODE_ADDRESS* pNode, const char* cpID)
 {
     gstrPin.bSet = true;
@@ -200,7 +203,8 @@ static void vBeginPass(LISTING* pListing)
     gstrPin.bSet = gstrPin.bSet && strcmp(gszDev, gstrPin.szDev) == 0;
 }
 
-// Keeps the run at the device that sysfs knows. When that is gone, nothing else takes its place.
+// Pins the selection of the first pass. When the pinned device is gone, its ID stands in for the
+// device file, and nothing else takes its place.
 static void vEndPass(const LISTING* pListing)
 {
     if (gstrPin.bSet && !pListing->bSelected) {
@@ -214,7 +218,8 @@ static void vEndPass(const LISTING* pListing)
 
 static void vTakeLine(LISTING* pListing, const char* szLine)
 {
-    if (!bReadListingLine(szLine, strlen(gszID) != 3, &pListing->strEntry))
+    const bool bHost = strlen(gszID) != 3; // an ID of three digits leaves the host out
+    if (!bReadListingLine(szLine, bHost, &pListing->strEntry))
         return;
     if (pListing->bScan)
         vScanEntry(pListing, eKindOf(szLine));
@@ -272,6 +277,6 @@ int iLinuxGetID(const char* cpMode, int iReport)
 
 void vScanDevice(const char* cpBus, int iReport)
 {
-    (void)cpBus;
+    (void)cpBus; // every bus is scanned
     iLinuxGetID("linux_proc_scsi_scan", iReport);
 }

@@ -172,6 +172,7 @@ int iLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf
     const int iRequestSize = iCDBSize + iBufSize + iHEADER_SIZE;
     SCSI_REQUEST strRequest = {cpCDB, iCDBSize, cpBuf, iBufSize, iReport, -1, nullptr, nullptr};
     TRACE_ABOVE(&strLog, 1, "iLinuxScsiCmd 0x%x", cpCDB[0]);
+    // The selection is looked up again: nodes may have changed since the last command.
     iLinuxGetID("linux_proc_scsi", iReport);
     strRequest.iFD = open(gszDev, uiOpenFlag);
     if (strRequest.iFD < 0) {

@@ -17,7 +17,7 @@ struct LISTING_ENTRY {
     char szVendor[16];
     char szModel[32];
     char szRevision[16];
-    int iNum; // number of the next entry
+    int iNum; // number of the next entry: this one is iNum - 1
 };
 
 // Takes what one line says into the entry: a host line begins the next one. bHost: IDs begin with

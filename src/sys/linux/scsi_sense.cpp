@@ -9,6 +9,9 @@
 // The sense area of the driver's header, in bytes.
 static const int iSENSE_AREA = 16;
 
+// The executor hands over the sense area of the request, which is empty: these texts are for
+// callers that bring a device's own sense data.
+
 // What an additional sense code and its qualifier mean, sorted by code.
 struct SENSE_TEXT {
     unsigned int uiCode;

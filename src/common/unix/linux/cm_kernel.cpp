@@ -19,7 +19,7 @@
 int i_READ_INI(const char* cpIdentifier, const char* cpSection, const char* cpKey, char* cpValue,
                int iLengthValue, char* cpMsg, int iLengthMsg)
 {
-    char szReturnValue[1024];
+    char szReturnValue[1024]; // the path of the file, which makes room for the value
     char szTmp[256];
     const size_t uiLengthValue = iLengthValue > 0 ? (size_t)iLengthValue : 0;
     v_COPY(cpValue, uiLengthValue, "");
@@ -109,7 +109,7 @@ static void vCheckFormat(const PROT_MESSAGE* pMessage, const char* cpFormat)
     fputs(szLine, pMessage->fpProt);
 }
 
-// Writes cpText line by line; the first line brings its heading along.
+// Writes cpText line by line. The first line holds its heading already, the others get one.
 static void vWriteLines(const PROT_MESSAGE* pMessage, const char* cpText)
 {
     char szHeading[64] = "";
@@ -161,7 +161,7 @@ static void vExpandMessage(const PROT_MESSAGE* pMessage, const char* cpFormat, v
 void PROT(const char* cpFormat, ...)
 {
     char fn[iGLBV_VALUE_SIZE] = "";
-    PROT_MESSAGE strMessage = {nullptr, ".", "", getpid()};
+    PROT_MESSAGE strMessage = {nullptr, ".", "", getpid()}; // ".": the time as it is
     if (iProtocolFile(fn) && (strMessage.fpProt = fpOpenLog(fn)) != nullptr) {
         va_list vaArguments;
         time_get(strMessage.szTime)[19] = '\0';

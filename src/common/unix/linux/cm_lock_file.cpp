@@ -22,8 +22,8 @@ static int iWhyNot(int iFD)
 
 int iOpenLockFile(const char* cpPath, int iFlags)
 {
-    // O_NONBLOCK is for the pipe: on a regular file it changes nothing, not even the wait for a
-    // lock.
+    // A link would lead to a file of somebody else. O_NONBLOCK is for the pipe: on a regular file
+    // it changes nothing, not even the wait for a lock.
     const int iFD = open(cpPath, iFlags | O_NOFOLLOW | O_NONBLOCK, 0644);
     if (iFD < 0)
         return -1;
