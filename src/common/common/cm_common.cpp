@@ -40,7 +40,7 @@ int i_GetPrivateProfileString(const char* cpFilename, const char* cpSection, con
     strRequest.cpMsg = cpMsg;
     strRequest.uiLengthMsg = uiLengthMsg;
     v_COPY(cpMsg, uiLengthMsg, "");
-    const OUTCOME eOutcome = eResolve(cpFilename, cpSection, cpKey, &strRequest);
+    const OUTCOME eOutcome = eResolve(cpFilename, cpSection, cpKey, cpFound, &strRequest);
     if (eOutcome != OUTCOME_FOUND && eOutcome != OUTCOME_EMPTY)
         return 0;
     return iDeliver(strRequest.szValue, cpValue, iLengthValue, cpMsg, uiLengthMsg);

@@ -13,9 +13,8 @@
 //              in it is replaced by the value of that key in the same section or else in
 //              "[DEFAULT]", which may hold a reference in turn, to any depth. References in a
 //              circle count as a key that is not found.
-// cpMsg:       receives at most iLengthMsg bytes with the NUL: the reason of a failure, or "". May
-// be
-//              null when iLengthMsg is 0.
+// cpMsg:       receives at most iLengthMsg bytes with the NUL: the reason of a failure, or "".
+//              May be null when iLengthMsg is 0.
 // Returns 1 when a value that is not empty was delivered, otherwise 0. Prints nothing.
 int i_GetPrivateProfileString(const char* cpFilename, const char* cpSection, const char* cpKey,
                               char* cpValue, int iLengthValue, char* cpMsg, int iLengthMsg);

@@ -8,30 +8,41 @@
 #include <stdlib.h>
 #include <string.h>
 
-// A line that is found by the characters before one of its "=".
+// A key that a line has. The line "a=b=c" has the keys "a" and "a=b": a key is the key up to the
+// "=" before, its parent, and the characters from there to the next one, so that a line of many "="
+// takes no more time than its length.
 struct INI_SLOT {
-    INI_LINE* pLine; // null: the slot is free
+    INI_LINE* pLine; // the first line with the key; null: the slot is free
     uint64_t uiHash;
+    size_t uiParent; // number of the parent, 0: none
+    size_t uiNumber; // its own number, from 1
+    const char* cpSegment;
+    size_t uiLength;
 };
 
-// One step of the FNV-1a hash of a key, without regard to case.
-static const uint64_t uiHASH_START = 0xCBF29CE484222325;
-
-static uint64_t uiHashStep(uint64_t uiHash, char cLetter)
+// The FNV-1a hash of a segment below its parent, without regard to case.
+static uint64_t uiHashOf(size_t uiParent, const char* cpSegment, size_t uiLength)
 {
-    return (uiHash ^ (unsigned char)c_LOWER(cLetter)) * 0x100000001B3;
+    uint64_t uiHash = 0xCBF29CE484222325 ^ uiParent;
+    for (size_t i = 0; i < uiLength; i++)
+        uiHash = (uiHash ^ (unsigned char)c_LOWER(cpSegment[i])) * 0x100000001B3;
+    return uiHash ^ uiHash >> 32;
 }
 
 // Returns the slot of the key, or the free one where it belongs. The table is never full.
-static INI_SLOT* pProbe(const INI_INDEX* pIndex, uint64_t uiHash, const char* cpKey, size_t uiKey)
+static INI_SLOT* pProbe(const INI_INDEX* pIndex, size_t uiParent, const char* cpSegment,
+                        size_t uiLength)
 {
+    const uint64_t uiHash = uiHashOf(uiParent, cpSegment, uiLength);
     const size_t uiMask = pIndex->uiSlots - 1;
     size_t uiAt = uiHash & uiMask;
     for (; pIndex->pSlots[uiAt].pLine != nullptr; uiAt = (uiAt + 1) & uiMask) {
         const INI_SLOT* pSlot = &pIndex->pSlots[uiAt];
-        if (pSlot->uiHash == uiHash && b_IS_KEY_LINE(pSlot->pLine->cpText, cpKey, uiKey))
-            break;
+        if (pSlot->uiHash == uiHash && pSlot->uiParent == uiParent && pSlot->uiLength == uiLength &&
+            b_STARTS_FOLDED(cpSegment, pSlot->cpSegment, uiLength))
+            return &pIndex->pSlots[uiAt];
     }
+    pIndex->pSlots[uiAt].uiHash = uiHash;
     return &pIndex->pSlots[uiAt];
 }
 
@@ -68,32 +79,36 @@ bool bIndexAdd(INI_INDEX* pIndex, const char* cpLine)
     const char* cpText = (char*)memcpy(pLine + 1, cpLine, uiSize);
     *pLine = {pIndex->pLast, cpText, nullptr, nullptr, false};
     pIndex->pLast = pLine;
-    // The line "a=b=c" is the line of the key "a" and of the key "a=b".
-    uint64_t uiHash = uiHASH_START;
-    for (size_t i = 0; cpText[i] != '\0'; i++) {
-        if (cpText[i] == '=') {
-            if (!bGrow(pIndex))
-                return false;
-            INI_SLOT* pSlot = pProbe(pIndex, uiHash, cpText, i);
-            if (pSlot->pLine == nullptr) {
-                *pSlot = {pLine, uiHash};
-                pIndex->uiUsed++;
-            }
-        }
-        uiHash = uiHashStep(uiHash, cpText[i]);
+    size_t uiParent = 0;
+    const char* cpSegment = cpText;
+    for (const char* cpEqual = strchr(cpText, '='); cpEqual != nullptr;
+         cpEqual = strchr(cpSegment, '=')) {
+        if (!bGrow(pIndex))
+            return false;
+        const size_t uiLength = (size_t)(cpEqual - cpSegment);
+        INI_SLOT* pSlot = pProbe(pIndex, uiParent, cpSegment, uiLength);
+        if (pSlot->pLine == nullptr)
+            *pSlot = {pLine, pSlot->uiHash, uiParent, ++pIndex->uiUsed, cpSegment, uiLength};
+        uiParent = pSlot->uiNumber;
+        cpSegment = cpEqual + 1;
     }
     return true;
 }
 
 INI_LINE* pIndexFind(const INI_INDEX* pIndex, const char* cpKey)
 {
-    uint64_t uiHash = uiHASH_START;
-    size_t uiKey = 0;
+    size_t uiParent = 0;
     if (pIndex->uiSlots == 0)
         return nullptr;
-    for (; cpKey[uiKey] != '\0'; uiKey++)
-        uiHash = uiHashStep(uiHash, cpKey[uiKey]);
-    return pProbe(pIndex, uiHash, cpKey, uiKey)->pLine;
+    for (;;) {
+        const char* cpEqual = strchr(cpKey, '=');
+        const size_t uiLength = cpEqual != nullptr ? (size_t)(cpEqual - cpKey) : strlen(cpKey);
+        const INI_SLOT* pSlot = pProbe(pIndex, uiParent, cpKey, uiLength);
+        if (pSlot->pLine == nullptr || cpEqual == nullptr)
+            return pSlot->pLine;
+        uiParent = pSlot->uiNumber;
+        cpKey = cpEqual + 1;
+    }
 }
 
 void vIndexFree(INI_INDEX* pIndex)

@@ -16,8 +16,9 @@ OUTCOME eJudgeValue(const REQUEST* pRequest)
     return OUTCOME_EMPTY;
 }
 
-// A section whose keys are looked up again and again while references are followed. Reading the
-// file once, not once a key, is what keeps a long chain in a long file from taking minutes.
+// A section in which references are followed. For a short chain, as every usual file has, the file
+// is read again for each key. For a longer one it is read once, into an index: that is what keeps a
+// long chain in a long file from taking minutes.
 struct INI_SCOPE {
     const char* cpFilename;
     const char* cpSection;
@@ -97,17 +98,72 @@ static OUTCOME eExplainLost(const INI_SCOPE* pScope, const INI_LINE* pLine, REQU
     return OUTCOME_MISSING;
 }
 
-// Puts the value of pLine, with szValue in place of its reference, into szValue.
-static void vReplace(const INI_LINE* pLine, const INI_REFERENCE* pReference, REQUEST* pRequest)
+// Puts cpValue, with szValue in place of its reference, into szValue.
+static void vReplace(const char* cpValue, const INI_REFERENCE* pReference, REQUEST* pRequest)
 {
     char szReferenced[iLINE_SIZE];
-    const char* cpValue = cpValueOf(pLine);
     const size_t uiRoom = pRequest->iLengthValue > 0 ? (size_t)pRequest->iLengthValue : 1;
     v_COPY(szReferenced, uiRoom < sizeof(szReferenced) ? uiRoom : sizeof(szReferenced),
            pRequest->szValue);
     v_COPY(pRequest->szValue, pReference->uiFrom + 1, cpValue);
     v_APPEND(pRequest->szValue, sizeof(pRequest->szValue), szReferenced);
     v_APPEND(pRequest->szValue, sizeof(pRequest->szValue), cpValue + pReference->uiTo);
+}
+
+// How many references are followed by reading the file again. Each takes one line on the stack.
+static const int iSHORT_CHAIN = 4;
+
+// Looks cpKey up in the file. Returns its line in szLine, or false with the reason in cpMsg.
+static bool bFindLine(const INI_SCOPE* pScope, const char* cpKey, char (&szLine)[iLINE_SIZE],
+                      REQUEST* pRequest)
+{
+    INI_SECTION strSection;
+    vOpenSection(&strSection, pScope->cpFilename, pScope->cpSection);
+    const char* cpLine = cpFindKey(&strSection, cpKey);
+    vCloseSection(&strSection);
+    if (cpLine != nullptr)
+        v_COPY(szLine, sizeof(szLine), cpLine);
+    else
+        vExplainSearch(strSection.eSearch, pScope->cpFilename, pScope->cpSection, cpKey,
+                       pRequest->cpMsg, pRequest->uiLengthMsg);
+    return cpLine != nullptr;
+}
+
+static OUTCOME eFollowShort(const INI_SCOPE* pScope, const INI_SCOPE* pFallback, const char* cpKey,
+                            int iLeft, REQUEST* pRequest);
+
+// Puts cpValue, its reference replaced, into szValue. iLeft: how many more references are followed.
+static OUTCOME eReplaceShort(const INI_SCOPE* pScope, const INI_SCOPE* pFallback,
+                             const char* cpValue, int iLeft, REQUEST* pRequest)
+{
+    if (iLeft == 0)
+        return OUTCOME_DEEP;
+    const INI_REFERENCE strReference = strReferenceOf(cpValue);
+    if (strReference.cpName == nullptr)
+        return OUTCOME_NEVER;
+    OUTCOME eOutcome = eFollowShort(pScope, pFallback, strReference.cpName, iLeft - 1, pRequest);
+    const bool bLost = eOutcome == OUTCOME_EMPTY || eOutcome == OUTCOME_MISSING;
+    if (bLost && pFallback != nullptr)
+        eOutcome = eFollowShort(pFallback, nullptr, strReference.cpName, iLeft - 1, pRequest);
+    free(strReference.cpName);
+    if (eOutcome != OUTCOME_FOUND)
+        return eOutcome == OUTCOME_EMPTY ? OUTCOME_MISSING : eOutcome;
+    vReplace(cpValue, &strReference, pRequest);
+    return eJudgeValue(pRequest);
+}
+
+static OUTCOME eFollowShort(const INI_SCOPE* pScope, const INI_SCOPE* pFallback, const char* cpKey,
+                            int iLeft, REQUEST* pRequest)
+{
+    char szLine[iLINE_SIZE];
+    if (!bFindLine(pScope, cpKey, szLine, pRequest))
+        return OUTCOME_MISSING;
+    char* cpValue = strchr(szLine, '=') + 1;
+    vCutTrailingBlanks(cpValue);
+    if (bHasReference(cpValue))
+        return eReplaceShort(pScope, pFallback, cpValue, iLeft, pRequest);
+    v_COPY(pRequest->szValue, iLINE_SIZE, cpValue);
+    return eJudgeValue(pRequest);
 }
 
 // One walk along the references of a section, from key to key.
@@ -175,7 +231,7 @@ static OUTCOME eClimb(const WALK* pWalk, const INI_LINE* pLine, OUTCOME eOutcome
             eOutcome = eFollow(pWalk->pFallback, nullptr, strReference.cpName, pWalk->pRequest);
         free(strReference.cpName);
         if (eOutcome == OUTCOME_FOUND) {
-            vReplace(pLine, &strReference, pWalk->pRequest);
+            vReplace(cpValueOf(pLine), &strReference, pWalk->pRequest);
             eOutcome = eJudgeValue(pWalk->pRequest);
         } else if (eOutcome == OUTCOME_EMPTY) {
             eOutcome = OUTCOME_MISSING;
@@ -208,11 +264,14 @@ static OUTCOME eFollow(INI_SCOPE* pScope, INI_SCOPE* pFallback, const char* cpKe
 }
 
 OUTCOME eResolve(const char* cpFilename, const char* cpSection, const char* cpKey,
-                 REQUEST* pRequest)
+                 const char* cpValue, REQUEST* pRequest)
 {
     INI_SCOPE strOwn = {cpFilename, cpSection, false, SEARCH_NO_FILE, {}};
     INI_SCOPE strDefault = {cpFilename, "[DEFAULT]", false, SEARCH_NO_FILE, {}};
-    const OUTCOME eOutcome = eFollow(&strOwn, &strDefault, cpKey, pRequest);
+    OUTCOME eOutcome = eReplaceShort(&strOwn, &strDefault, cpValue, iSHORT_CHAIN, pRequest);
+    if (eOutcome != OUTCOME_DEEP)
+        return eOutcome;
+    eOutcome = eFollow(&strOwn, &strDefault, cpKey, pRequest);
     vIndexFree(&strOwn.strIndex);
     vIndexFree(&strDefault.strIndex);
     return eOutcome;

@@ -10,6 +10,7 @@ enum OUTCOME {
     OUTCOME_EMPTY, // the key is there, its value is empty
     OUTCOME_MISSING,
     OUTCOME_NEVER, // references in a circle, or no memory: nothing else is tried
+    OUTCOME_DEEP,  // more references than are followed in the simple way
 };
 
 // What a search brings along and what it delivers.
@@ -20,14 +21,13 @@ struct REQUEST {
     size_t uiLengthMsg;
 };
 
-// Returns OUTCOME_FOUND when there is something in szValue, otherwise OUTCOME_EMPTY with the
-// reason.
+// Returns OUTCOME_FOUND when there is something in szValue, otherwise OUTCOME_EMPTY and the reason.
 OUTCOME eJudgeValue(const REQUEST* pRequest);
 
 // Returns whether cpValue holds a reference.
 bool bHasReference(const char* cpValue);
 
-// Puts the value of cpKey, which holds a reference, into szValue with the reference replaced, or
-// the reason why there is no such value into cpMsg.
+// Puts cpValue, the value of cpKey, which holds a reference, into szValue with the reference
+// replaced, or the reason why there is no such value into cpMsg.
 OUTCOME eResolve(const char* cpFilename, const char* cpSection, const char* cpKey,
-                 REQUEST* pRequest);
+                 const char* cpValue, REQUEST* pRequest);
