@@ -4,6 +4,8 @@
 #include "cm_hal_unix.h"
 #include "cm_kernel.h"
 
+#include <filesystem>
+
 // Texts of the file in TARVO_INI (null when that is not set) and of the two fixed ones. The answer
 // is the value, or the file that the message names.
 struct ROOT {
@@ -43,6 +45,21 @@ TEST_P(Root, Lookup)
 }
 
 class Config : public Product {};
+
+TEST_F(Config, MissingKey)
+{
+    const std::string szReason = "i_READ_INI: i_GetPrivateProfileString: ";
+    char szValue[6] = "old";
+    char szMsg[99];
+    i_READ_INI("", "[Pathes]", "nil", szValue, 6, szMsg, 99);
+    EXPECT_EQ(szMsg, szReason + "KEY NOT FOUND [Pathes]nil");
+    EXPECT_STREQ(szValue, "");
+    i_READ_INI("NIL", "[Pathes]", "nil", szValue, 6, szMsg, 99);
+    EXPECT_STREQ(szMsg, "i_READ_INI: NIL");
+    std::filesystem::remove("kq.ini");
+    i_READ_INI("", "[Pathes]", "gv_rw_ini", szValue, 6, szMsg, 99);
+    EXPECT_EQ(szMsg, szReason + "FILE NOT FOUND OR ACCESS PROBLEM: kq.ini.");
+}
 
 TEST_F(Config, Path)
 {

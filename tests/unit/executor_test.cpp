@@ -1,9 +1,10 @@
-// Ways to a device that no operation takes today: the second executor, with a file in place of the
-// device, and the look-up by a pipeline.
+// Ways to a device that no operation takes today: the second executor and REQUEST SENSE, with a
+// file in place of the device, and the look-up by a pipeline.
 #include "fixture.h"
 
 #include "cm_common.h"
 #include "mvk.h"
+#include "scsi.h"
 #include "scsi_device.h"
 #include "scsi_exec_alt.h"
 
@@ -12,6 +13,8 @@ static const std::string szINQUIRY("\x12\0\0\0\5\0", 6);
 class Executor : public Product {
 protected:
     unsigned char cBuf[4] = "dat";
+
+    Executor() { gszID[0] = '\0'; }
 
     // Makes the device: a request of uiRequest bytes overwrites the start of the file; behind that
     // comes the answer, a header of 36 bytes with the first sense byte, and the data.
@@ -36,6 +39,7 @@ TEST_F(Executor, Input)
     EXPECT_STREQ((char*)cBuf, "ABC");
     EXPECT_EQ(szRead("sg").substr(0, 42),
               std::string("\x2a\0\0\0\x27", 5) + std::string(31, 0) + szINQUIRY);
+    EXPECT_EQ(guiIoctl, 30000U);
 }
 
 TEST_F(Executor, Output)
@@ -59,6 +63,24 @@ TEST_F(Executor, BadAnswer)
     vSelect(42, "ABC", 0x70);
     EXPECT_EQ(iSend(szINQUIRY), IOCTL_ERROR);
     EXPECT_STREQ((char*)cBuf, "dat");
+}
+
+TEST_F(Executor, RequestSense)
+{
+    const std::string szReports[][3] = {
+        {"tape", "\x82", "Tape Info\ncleaning_bit=0\n"},
+        {"tape", "\x7F", "Tape Info\n"},
+        {"loader", "\x81", "Loader Info\n"},
+    };
+    vWrite("scsi", "");
+    for (const auto& [szType, szByte, szOutput] : szReports) {
+        v_COPY(gszTyp, sizeof(gszTyp), szType.c_str());
+        vSelect(42, "p" + std::string(17, 0) + szByte);
+        CaptureStdout();
+        EXPECT_EQ(iScsiRequestSense(1), 0);
+        EXPECT_EQ(GetCapturedStdout(), szOutput);
+    }
+    EXPECT_EQ(szRead("sg").substr(36, 6), std::string("\3\0\0\0\x13\0", 6));
 }
 
 TEST_F(Executor, LookUpByPipeline)

@@ -33,6 +33,7 @@ Product::Product()
     umask(0);
     giPid = 4711;
     gbNoPipe = gbNoDate = false;
+    guiIoctl = 1;
     eLang = LANG_EN;
 }
 
@@ -70,6 +71,13 @@ struct tm* __wrap_localtime(const time_t* p) { return gbNoDate ? nullptr : __rea
 FILE* __wrap_fopen(const char* cpFile, const char* cpMode)
 {
     return __real_fopen(szMoved(cpFile).c_str(), cpMode);
+}
+
+int __wrap_ioctl(int, unsigned long, unsigned int* pWord)
+{
+    errno = ENOTTY;
+    *pWord = guiIoctl = *pWord != 0 ? *pWord : guiIoctl;
+    return guiIoctl != 0 ? 0 : -1;
 }
 
 FILE* __wrap_popen(const char* cpCommand, const char* cpMode)

@@ -28,6 +28,10 @@ inline int giPid;
 // Whether popen and localtime fail (false).
 inline bool gbNoPipe;
 inline bool gbNoDate;
+// The word that ioctl took last, or gives; it fails with 0 (1).
+inline unsigned int guiIoctl;
 
 using testing::internal::CaptureStderr;
+using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStderr;
+using testing::internal::GetCapturedStdout;

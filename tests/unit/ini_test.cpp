@@ -22,7 +22,7 @@ static std::string szChain()
 }
 
 static const LOOKUP strLookups[] = {
-    {"FoldsCase", "[s] x\nK=/X y  \n", "/X y"},
+    {"FoldsCase", "[sz] x\nK=/X y  \n", "/X y", "[SZ]"},
     {"PrefixOfHeader", "k=1\n[SX]\nk=2\nk=3\n", "2", "[S"},
     {"KeepsOtherThanBlanks", "[S]\r\nk= a#b=c \r\n", " a#b=c \r"},
     {"AnySection", "kk=1\n[A]\n#k=2\nk=3\n[B]\nk=4\n", "3", nullptr},

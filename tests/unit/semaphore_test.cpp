@@ -23,7 +23,7 @@ protected:
         if (iHolder > 0)
             waitpid(iHolder, nullptr, kill(iHolder, SIGKILL));
     }
-    int iServe(char cFunction) { return i_SEMA(cFunction, &strSema, {}); }
+    int iServe(char cFunction) { return i_SEMA(cFunction, &strSema, {"t", 0, 0, ""}); }
 
     // Starts process 4242, which holds the semaphore until it is killed.
     void vHold()
@@ -100,6 +100,7 @@ TEST_F(Semaphore, DirectoryIsMissing)
 {
     std::filesystem::remove("work");
     EXPECT_EXIT(iEnd('+'), Fatal, "^STATUS=FATAL MSG=failed to open lock file: \\(2\\) No");
+    EXPECT_EQ(szRead("t"), "");
 }
 
 TEST_F(Semaphore, PlantedFile)

@@ -18,6 +18,9 @@ struct SENSE {
 
 static const SENSE strSenses[] = {
     {"LikeMediumMissing", {0x70, 0, 6, 0}, {0x3B, 0x0D}, 2, ERROR "medium not present" DUMP},
+    {"Loaded", {0x70, 0, 6, 0}, {0x28, 0}, 2, ERROR "medium may have changed" DUMP},
+    {"Opened", {0x70, 0, 6, 0}, {4, 3}, 2, ERROR "manual invention needed (door was opened)." DUMP},
+    {"Locked", {0x70, 0, 6, 0}, {0x53, 2}, 2, ERROR "Media Removal Prevented (MANUELL KEY)" DUMP},
     {"Unknown", {0x70, 0, 6, 0}, {4, 20}, 2, ERROR " 4 14" DUMP},
     {"Success", {0x70, 0, 6, 0}, {0, 0}, 3, "Success (code=70) (sensekey= 6)" DUMP},
     {"Silent", {0x70, 0, 6, 0}, {4, 3}, 1, ""},
@@ -32,16 +35,19 @@ TEST_P(Sense, Text)
     std::string szSense(16, '\0');
     szSense.replace(0, 4, (const char*)GetParam().cSense, 4);
     szSense.replace(12, 2, (const char*)GetParam().cCode, 2);
-    testing::internal::CaptureStdout();
+    CaptureStdout();
     vScsiSenseData((const unsigned char*)szSense.data(), GetParam().iReport);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), GetParam().cpOutput);
+    EXPECT_EQ(GetCapturedStdout(), GetParam().cpOutput);
 }
 
 TEST(Result, Line)
 {
     CaptureStderr();
-    EXPECT_EQ(iReturnState(11), 11);
-    EXPECT_EQ(iReturnState(12), 12);
-    EXPECT_EQ(GetCapturedStderr(), "STATUS=ERROR MSG=\"DEVICE_BUSY\"\n"
-                                   "STATUS=ERROR MSG=\"unknown error code: 12\"\n");
+    for (int iStatus : {0, 8, 11, 12, -1})
+        EXPECT_EQ(iReturnState(iStatus), iStatus);
+    EXPECT_EQ(GetCapturedStderr(), "STATUS=SUCCESS MSG=\"OK\"\n"
+                                   "STATUS=ERROR MSG=\"BUFFER_ERROR\"\n"
+                                   "STATUS=ERROR MSG=\"DEVICE_BUSY\"\n"
+                                   "STATUS=ERROR MSG=\"unknown error code: 12\"\n"
+                                   "STATUS=ERROR MSG=\"unknown error code: -1\"\n");
 }

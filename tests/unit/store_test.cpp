@@ -27,8 +27,37 @@ TEST_F(Store, WritesAndReads)
     CaptureStderr();
     EXPECT_EQ(szGlbv('r', "a\\b/c"), "?? GLBV a_b_c not existing");
     EXPECT_EQ(GetCapturedStderr(), "");
-    eLang = LANG_DE;
-    EXPECT_EQ(szGlbv('x', "n"), "?? ungültiger Parameter x");
+}
+
+// The texts for a service that does not exist, and without a configuration.
+TEST_F(Store, Languages)
+{
+    const std::string szTexts[][2] = {
+        {"?? invalid service x", "Fatal software error FILE=../cm_hal_unix LINE"},
+        {"?? ungültiger Parameter x", "Fataler Software Fehler FILE=../cm_hal_unix ZEILE"},
+        {"?? ungültiga Parameter x", "do is a ganz a groba Fälla in FILE=../cm_hal_unix ZEILE"},
+        {"?? Le Parametre x est erroné", "Fatal software error FILE=../cm_hal_unix LINE"},
+    };
+    for (const bool bConfigured : {true, false}) {
+        for (int i : {0, 1, 2, 3}) {
+            eLang = (LANGUAGES)i;
+            EXPECT_EQ(szGlbv('x', "n"),
+                      bConfigured ? szTexts[i][0] : szTexts[i][1] + "=249 ( error reading kq_ini)");
+        }
+        vWrite("kq.ini", "");
+    }
+}
+
+TEST_F(Store, NothingToRead)
+{
+    vWrite("glbv/v.sgv", "");
+    CaptureStderr();
+    EXPECT_EQ(szGlbv('R', "v"), "?? GLBV v not existing");
+    EXPECT_FALSE(std::filesystem::exists("glbv/v.sgv"));
+    std::filesystem::remove_all("glbv");
+    szGlbv('d', "v*");
+    EXPECT_EQ(GetCapturedStderr(), "glbv() read failed: empty file\n"
+                                   "glbv: Error in opendir( glbv/ ): No such file or directory\n");
 }
 
 TEST_F(Store, Deletes)

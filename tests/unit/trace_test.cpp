@@ -60,8 +60,16 @@ TEST_F(Trace, LongLineWithoutCalendar)
     EXPECT_EQ(GetCapturedStderr(), szRead("t"));
 }
 
-// The compiler would refuse "COPY_FILE", which takes an argument without a conversion.
+// The compiler would refuse a format made here, and "COPY_FILE" with an argument.
 static void (*const vTrace)(str_log*, const char*, ...) = WRITE_TRACE;
+
+TEST_F(Trace, LongFormatWithoutFile)
+{
+    strTrace.szFile[0] = '\0';
+    CaptureStderr();
+    vTrace(&strTrace, std::string(2000, 'x').c_str());
+    EXPECT_EQ(GetCapturedStderr(), AT + std::string(1012, 'x') + "\n");
+}
 
 TEST_F(Trace, CopiesFile)
 {
