@@ -150,8 +150,9 @@ static bool bIsGivenNode(LISTING* pListing)
         return true;
     if (pGiven->iNumber < 0)
         return false;
-    if (pGiven->bKnown && pEntry->bAddress)
-        return bSameAddress(&pGiven->strAddress, &pEntry->strAddress);
+    if (pGiven->bKnown) // a node that an earlier pass found for an ID was not given
+        return strcmp(gszID, gszDev) == 0 && pEntry->bAddress &&
+               bSameAddress(&pGiven->strAddress, &pEntry->strAddress);
     return pEntry->iNum - 1 == pGiven->iNumber && strNodeOf(pListing).iNumber == pGiven->iNumber;
 }
 
@@ -190,30 +191,40 @@ static void vSelect(LISTING* pListing, const char* szTypeLine)
         pListing->strSelected = pListing->strGiven;
         vTraceNode(pEntry, pListing->strGiven.iNumber);
         v_COPY(gszID, sizeof(gszID), pEntry->szID);
-        if (pListing->strGiven.bKnown) // at once: a later entry may have the same ID
-            vPin(&pListing->strGiven, gszID);
+        v_COPY(gstrPin.szID, sizeof(gstrPin.szID), gszID);
         TRACE_ABOVE(&strLog, 0, "gszID set to [%s]", gszID);
     }
 }
 
-// A selection that somebody has changed since the last pass is a new one.
+// A selection that somebody has changed since the last pass is a new one. A path is pinned before
+// an entry is looked at: another one may have the same ID.
 static void vBeginPass(LISTING* pListing)
 {
     pListing->strGiven = strAskNode(iNodeNumber(gszDev));
     gstrPin.bSet = gstrPin.bSet && strcmp(gszDev, gstrPin.szDev) == 0;
+    if (!gstrPin.bSet && pListing->strGiven.bKnown && strcmp(gszID, gszDev) == 0)
+        vPin(&pListing->strGiven, "");
 }
 
 // Pins the selection of the first pass. When the pinned device is gone, its ID stands in for the
 // device file, and nothing else takes its place.
 static void vEndPass(const LISTING* pListing)
 {
-    if (gstrPin.bSet && !pListing->bSelected) {
+    if (gstrPin.bSet && !pListing->bSelected && gstrPin.szID[0] != '\0') {
         v_COPY(gszDev, sizeof(gszDev), gstrPin.szID);
         TRACE_ABOVE(&strLog, 0, "device [%s] is gone", gszDev);
     } else if (!gstrPin.bSet && pListing->bSelected && pListing->strSelected.bKnown) {
         vPin(&pListing->strSelected, gszID);
     }
     v_COPY(gstrPin.szDev, sizeof(gstrPin.szDev), gszDev);
+}
+
+bool bDevIsPinned()
+{
+    if (!gstrPin.bSet)
+        return true;
+    const NODE_ADDRESS strNode = strAskNode(iNodeNumber(gszDev));
+    return strNode.bKnown && bSameAddress(&strNode.strAddress, &gstrPin.strAddress);
 }
 
 static void vTakeLine(LISTING* pListing, const char* szLine)
@@ -226,15 +237,25 @@ static void vTakeLine(LISTING* pListing, const char* szLine)
     vSelect(pListing, szLine);
 }
 
-// Goes through the listing as the kernel would give it. Returns false when sysfs knows no device.
+// Goes through the listing as the kernel would give it. Identity and type of a device are five
+// files: they are read for a scan and for the device that is selected. Returns false when sysfs
+// knows none.
 static bool bReadSysfs(LISTING* pListing)
 {
     vReadGenericNodes(&pListing->strNodes);
     for (int i = 0; i < pListing->strNodes.iCount; i++) {
-        char szLines[iLISTING_LINES][iLISTING_LINE_SIZE];
-        vListingLines(&pListing->strNodes.pNodes[i], szLines);
-        for (const char* szLine : szLines)
-            vTakeLine(pListing, szLine);
+        const GENERIC_NODE* pNode = &pListing->strNodes.pNodes[i];
+        char szLine[iLISTING_LINE_SIZE];
+        vHostLine(pNode, szLine);
+        vTakeLine(pListing, szLine);
+        if (!pListing->bScan && strcmp(gszID, pListing->strEntry.szID) != 0) {
+            vTakeLine(pListing, "  Type:\n");
+            continue;
+        }
+        vVendorLine(pNode, szLine);
+        vTakeLine(pListing, szLine);
+        vTypeLine(pNode, szLine);
+        vTakeLine(pListing, szLine);
     }
     return pListing->strNodes.iCount > 0;
 }

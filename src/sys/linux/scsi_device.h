@@ -8,5 +8,9 @@
 // -2 when the pipeline left no result.
 int iLinuxGetID(const char* cpMode, int iReport);
 
+// Returns whether gszDev still leads to the device that the run began with, or that is not known
+// because there is no sysfs. Asked behind an open, it tells what the open file is.
+bool bDevIsPinned();
+
 // Prints a line for every device of the listing. cpBus is accepted and ignored.
 void vScanDevice(const char* cpBus, int iReport);

@@ -175,6 +175,10 @@ int iLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf
     // The selection is looked up again: nodes may have changed since the last command.
     iLinuxGetID("linux_proc_scsi", iReport);
     strRequest.iFD = open(gszDev, uiOpenFlag);
+    if (strRequest.iFD >= 0 && !bDevIsPinned()) {
+        close(strRequest.iFD);
+        strRequest.iFD = -1;
+    }
     if (strRequest.iFD < 0) {
         printf("Could not open %s\n", gszDev);
         return DEVICE_OPEN_ERROR;

@@ -44,7 +44,7 @@ static bool bLinkAddress(const char* szPath, SCSI_ADDRESS* pAddress)
 {
     char szLink[512];
     const ssize_t iLength = readlink(szPath, szLink, sizeof(szLink) - 1);
-    if (iLength <= 0)
+    if (iLength <= 0 || iLength == (ssize_t)sizeof(szLink) - 1) // the end may be missing
         return false;
     szLink[iLength] = '\0';
     const char* cpText = szLink + iLength;
@@ -175,23 +175,30 @@ static const char* cpTypeName(unsigned int uiType)
     return uiType < sizeof(szNames) / sizeof(szNames[0]) ? szNames[uiType] : "Unknown          ";
 }
 
-void vListingLines(const GENERIC_NODE* pNode, char szLines[iLISTING_LINES][iLISTING_LINE_SIZE])
+void vHostLine(const GENERIC_NODE* pNode, char (&szLine)[iLISTING_LINE_SIZE])
 {
     const unsigned long long* ullNumbers = pNode->strAddress.ullNumbers;
-    char szVendor[10], szModel[18], szRevision[6], szType[12], szLevel[12];
+    snprintf(szLine, sizeof(szLine), "Host: scsi%llu Channel: %02llu Id: %02llu Lun: %02llu\n",
+             ullNumbers[HOST], ullNumbers[CHANNEL], ullNumbers[TARGET], ullNumbers[LUN]);
+}
+
+void vVendorLine(const GENERIC_NODE* pNode, char (&szLine)[iLISTING_LINE_SIZE])
+{
+    char szVendor[10], szModel[18], szRevision[6];
     vReadIdentity(pNode->iNumber, "vendor", szVendor, sizeof(szVendor));
     vReadIdentity(pNode->iNumber, "model", szModel, sizeof(szModel));
     vReadIdentity(pNode->iNumber, "rev", szRevision, sizeof(szRevision));
+    snprintf(szLine, sizeof(szLine), "  Vendor: %-8.8s Model: %-16.16s Rev: %-4.4s\n", szVendor,
+             szModel, szRevision);
+}
+
+void vTypeLine(const GENERIC_NODE* pNode, char (&szLine)[iLISTING_LINE_SIZE])
+{
+    char szType[12], szLevel[12];
     vReadAttribute(pNode->iNumber, "type", szType, sizeof(szType));
     vReadAttribute(pNode->iNumber, "scsi_level", szLevel, sizeof(szLevel));
     const int iLevel = i_DECIMAL(szLevel);
-    snprintf(szLines[0], iLISTING_LINE_SIZE,
-             "Host: scsi%llu Channel: %02llu Id: %02llu Lun: %02llu\n", ullNumbers[HOST],
-             ullNumbers[CHANNEL], ullNumbers[TARGET], ullNumbers[LUN]);
-    snprintf(szLines[1], iLISTING_LINE_SIZE, "  Vendor: %-8.8s Model: %-16.16s Rev: %-4.4s\n",
-             szVendor, szModel, szRevision);
-    snprintf(szLines[2], iLISTING_LINE_SIZE,
-             "  Type:   %s                ANSI  SCSI revision: %02x%s\n",
+    snprintf(szLine, sizeof(szLine), "  Type:   %s                ANSI  SCSI revision: %02x%s\n",
              cpTypeName(szType[0] != '\0' ? (unsigned int)i_DECIMAL(szType) : ~0U),
              (unsigned int)(iLevel > 1 ? iLevel - 1 : iLevel), iLevel == 2 ? " CCS" : "");
 }

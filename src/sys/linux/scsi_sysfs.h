@@ -27,10 +27,8 @@ struct GENERIC_NODES {
     GENERIC_NODE* pNodes;
 };
 
-enum {
-    iLISTING_LINES = 3,      // lines of an entry of the listing
-    iLISTING_LINE_SIZE = 128 // a line is read in pieces of at most one byte less than this
-};
+// A line of the listing is read in pieces of at most one byte less than this.
+enum { iLISTING_LINE_SIZE = 128 };
 
 // Reads the decimal digits at cpText, none as 0, more than fit as the largest number. Returns what
 // stands behind them.
@@ -50,6 +48,8 @@ int iFindGenericNode(GENERIC_NODES* pNodes, const SCSI_ADDRESS* pAddress);
 
 void vFreeGenericNodes(GENERIC_NODES* pNodes);
 
-// Writes the three lines of the kernel's listing for a generic device, each with its line feed.
-// What sysfs does not tell is left blank (layout: the kernel's drivers/scsi/scsi_proc.c).
-void vListingLines(const GENERIC_NODE* pNode, char szLines[iLISTING_LINES][iLISTING_LINE_SIZE]);
+// Write the lines of the kernel's listing for a generic device, each with its line feed. What sysfs
+// does not tell is left blank (layout: the kernel's drivers/scsi/scsi_proc.c).
+void vHostLine(const GENERIC_NODE* pNode, char (&szLine)[iLISTING_LINE_SIZE]);
+void vVendorLine(const GENERIC_NODE* pNode, char (&szLine)[iLISTING_LINE_SIZE]);
+void vTypeLine(const GENERIC_NODE* pNode, char (&szLine)[iLISTING_LINE_SIZE]);
