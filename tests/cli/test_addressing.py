@@ -145,15 +145,12 @@ def test_one_id_for_two(lab):
     assert {line.split()[0] for line in lab.run("/dev/sg0 s").sent} == {"sg0"}
 
 
-# A text of one device that looks like the next entry does not take the path of another one.
-def test_host_in_a_product(lab):
-    lab.trace_at(1)
-    odd = library("0:0:2:0 tape", "0:0:3:0 tape").replace(
-        "product = 0:0:2:0", "product = Host: scsi"
-    )
-    run = lab.run("/dev/sg1 s", library=odd)
-    assert ({line.split()[0] for line in run.sent}, run.status) == ({"sg1"}, 0)
-    assert "gszID set to [0030]" in lab.read("lgc/kq_mvk.lgc")
+# An entry that cannot be read does not take a path that sysfs knows away from its device.
+def test_path_and_an_odd_entry(lab):
+    odd = listing("0 Channel: 00 Id: 03 Lun: 00 tape").replace("scsi0", "csi00")
+    lab.write("listing", odd)
+    run = lab.run("/dev/sg0 r", library=library("0:0:3:0 tape", settings="listing = listing"))
+    assert ([line.split()[0] for line in run.sent], run.status) == (["sg0", "sg0"], 0)
 
 
 # Where neither the listing nor sysfs has anything, or the listing is there but cannot be read.
