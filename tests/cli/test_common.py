@@ -126,3 +126,12 @@ def test_sixty_runs_at_once(lab):
     turns = [pid for pid, before in zip(pids, [0, *pids]) if pid != before]
     assert {run.status for run in runs} == {0, 9}
     assert len(turns) == len(set(turns)) > 1, "two runs overlapped at the device"
+
+
+@pytest.mark.parametrize("name", ["lgc/kq_mvk.lgc", "ini/debug.ini", "glbv/gv_mvk_adr_0030.sgv"])
+def test_planted_pipe(lab, name):
+    # Nothing waits for the other end of a pipe in the place of a file.
+    lab.trace_at(1)
+    (lab.home / name).unlink(missing_ok=True)
+    os.mkfifo(lab.home / name)
+    lab.expect("0030 m s:0 s:4", "Try...Moved...")

@@ -3,6 +3,7 @@
 #include "cm_hal_unix.h"
 
 #include "cm_common.h"
+#include "cm_file.h"
 #include "cm_kernel.h"
 #include "cm_language.h"
 
@@ -71,7 +72,8 @@ static void vDeleteMatching(const char* cpPattern)
 // goes to the protocol too, and a line is printed on standard error.
 static void vWriteVariable(const char* cpFile, const char* cpName, char* cpValue)
 {
-    const int iFhd = open(cpFile, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    // O_NONBLOCK: nobody waits for the reader of a pipe.
+    const int iFhd = open(cpFile, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK, 0644);
     int iErrno = errno;
     if (iFhd >= 0) {
         const size_t uiLength = strlen(cpValue);
@@ -128,7 +130,7 @@ static void vReportUnreadable(const char* cpFile, const char* cpName, char* cpVa
 static bool bReadVariable(const char* cpFile, const char* cpName, char* cpValue)
 {
     char szBuf[iGLBV_VALUE_SIZE] = "";
-    FILE* fdIn = fopen(cpFile, "r+");
+    FILE* fdIn = fpOpenFile(cpFile, "r+");
     if (fdIn == nullptr) {
         const int iErrno = errno;
         v_JOIN(cpValue, iGLBV_VALUE_SIZE, "?? GLBV ", cpName, " not existing");
