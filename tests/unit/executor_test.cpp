@@ -1,4 +1,4 @@
-// Ways to a device that no operation takes today: the second executor and REQUEST SENSE, with a
+// Ways to a device that no operation takes: the second executor and REQUEST SENSE, with a
 // file in place of the device, and the look-up by a pipeline.
 #include "fixture.h"
 

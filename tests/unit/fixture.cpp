@@ -3,9 +3,11 @@
 
 #include "cm_trace.h"
 
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
+#include <unistd.h>
 
 std::string szRead(const std::string& szFile)
 {
@@ -34,6 +36,7 @@ Product::Product()
     giPid = 4711;
     gbNoPipe = gbNoDate = false;
     guiIoctl = 1;
+    gvBeforeOpen = nullptr;
     eLang = LANG_EN;
 }
 
@@ -47,7 +50,8 @@ Product::~Product()
 // Leads the fixed paths in a path or a command into the folder.
 static std::string szMoved(std::string szText)
 {
-    for (const std::string szFixed : {"/etc/opt/tarvo/", "/etc/", "/proc/scsi/", "/tmp/mvk_"})
+    for (const std::string szFixed :
+         {"/etc/opt/tarvo/", "/etc/", "/proc/scsi/", "/tmp/mvk_", "/sys/class/", "/dev/"})
         while (szText.find(szFixed) != std::string::npos)
             szText.erase(szText.find(szFixed), szFixed.size());
     if (szText.starts_with("ps -e -A -o pid,command"))
@@ -71,6 +75,20 @@ struct tm* __wrap_localtime(const time_t* p) { return gbNoDate ? nullptr : __rea
 FILE* __wrap_fopen(const char* cpFile, const char* cpMode)
 {
     return __real_fopen(szMoved(cpFile).c_str(), cpMode);
+}
+
+int __real_open(const char* cpFile, int iFlags, mode_t Mode);
+int __wrap_open(const char* cpFile, int iFlags, mode_t Mode)
+{
+    if (gvBeforeOpen != nullptr)
+        gvBeforeOpen();
+    return __real_open(szMoved(cpFile).c_str(), iFlags, Mode);
+}
+
+ssize_t __real_readlink(const char* cpLink, char* cpText, size_t uiSize);
+ssize_t __wrap_readlink(const char* cpLink, char* cpText, size_t uiSize)
+{
+    return __real_readlink(szMoved(cpLink).c_str(), cpText, uiSize);
 }
 
 int __wrap_ioctl(int, unsigned long, unsigned int* pWord)

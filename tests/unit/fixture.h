@@ -6,8 +6,8 @@
 #include <string>
 
 // A test whose current folder holds kq.ini and the directories named there: ini, lgc, work, glbv.
-// The product's files below /etc, /proc/scsi and /tmp lie in the folder itself, and the list of
-// processes is its file "ps".
+// The product's files below /etc, /proc/scsi, /tmp, /sys/class and /dev lie in the folder itself,
+// and the list of processes is its file "ps".
 class Product : public testing::Test {
 protected:
     Product();
@@ -28,6 +28,8 @@ inline int giPid;
 // Whether popen and localtime fail (false).
 inline bool gbNoPipe;
 inline bool gbNoDate;
+// What happens before a file is opened (nothing).
+inline void (*gvBeforeOpen)();
 // The word that ioctl took last, or gives; it fails with 0 (1).
 inline unsigned int guiIoctl;
 

@@ -3,11 +3,46 @@
 
 #include "cm_common.h"
 #include "mvk.h"
+#include "scsi.h"
 #include "scsi_listing.h"
 #include "scsi_shell.h"
 #include "scsi_tape_node.h"
 
+#include <filesystem>
+
 class Listing : public Product {};
+
+// What sysfs says of /dev/sg0.
+static void vLink(const char* cpAddress)
+{
+    std::filesystem::create_directories("scsi_generic/sg0");
+    std::filesystem::remove("scsi_generic/sg0/device");
+    std::filesystem::create_symlink(cpAddress, "scsi_generic/sg0/device");
+}
+
+// Between the look-up and the open another device takes the node over: it gets no command.
+TEST_F(Listing, NodeIsTakenOver)
+{
+    vWrite("scsi", "Host: scsi0 Channel: 00 Id: 03 Lun: 00\n  Type:   Sequential-Access\n");
+    vWrite("sg0", "");
+    vLink("../0:0:3:0");
+    for (const char* cpDevice : {"0030", "/dev/sg0"}) {
+        v_COPY(gszID, sizeof(gszID), cpDevice);
+        v_COPY(gszDev, sizeof(gszDev), cpDevice);
+        gvBeforeOpen = [] { vLink("../0:0:4:0"); };
+        CaptureStdout();
+        EXPECT_EQ(iScsiCmdErase(REPORT_NORMAL), DEVICE_OPEN_ERROR);
+        EXPECT_EQ(GetCapturedStdout(), "Could not open /dev/sg0\n");
+        EXPECT_EQ(szRead("sg0"), "");
+        vLink("../0:0:3:0");
+        gvBeforeOpen = nullptr;
+        CaptureStdout();
+        EXPECT_EQ(iScsiCmdErase(REPORT_NORMAL), IOCTL_ERROR); // a plain file has no reply
+        GetCapturedStdout();
+        EXPECT_EQ(szRead("sg0").size(), 42U);
+        vWrite("sg0", "");
+    }
+}
 
 // A line that is too short changes nothing, a number that is too large becomes the largest.
 TEST_F(Listing, Bounds)

@@ -16,12 +16,14 @@ protected:
     SCT_SEMA strSema = {"s", "me", "", 0};
     pid_t iHolder = 0;
 
-    // Death tests look at their own process.
+    // The real getpid: the lock file holds the number of the process that EXPECT_EXIT forks.
     Semaphore() { giPid = 0; }
     ~Semaphore() override
     {
-        if (iHolder > 0)
-            waitpid(iHolder, nullptr, kill(iHolder, SIGKILL));
+        if (iHolder > 0) {
+            kill(iHolder, SIGKILL);
+            waitpid(iHolder, nullptr, 0);
+        }
     }
     int iServe(char cFunction) { return i_SEMA(cFunction, &strSema, {}); }
 
@@ -32,10 +34,13 @@ protected:
         if (iHolder == 0) {
             giPid = 4242;
             iServe('S');
-            _exit((alarm(20), pause()));
+            alarm(20);
+            pause();
+            _exit(1);
         }
         for (int i = 0; i < 5000 && szRead(szLOCK) != "4242 me"; i++)
             usleep(1000);
+        ASSERT_EQ(szRead(szLOCK), "4242 me");
     }
 
     // A service that ends the process; its line goes where EXPECT_EXIT looks for it.

@@ -1,4 +1,4 @@
-// What a person reads of a result: sense data, and statuses that no operation returns today.
+// What a person reads of a result: sense data, and statuses that no operation returns.
 #include "fixture.h"
 
 #include "mvk.h"
