@@ -21,6 +21,9 @@ static std::string szChain()
     return szText + "=end\n";
 }
 
+// More references than are followed one by one; a line "a=b=..." has the keys "a" and "a=b".
+static const std::string szLONG = "[S]\na=0\nk=%(a=b)\na=b=%(c)\nc=%(d)\nd=%(e)\n";
+
 static const LOOKUP strLookups[] = {
     {"FoldsCase", "[sz] x\nK=/X y  \n", "/X y", "[SZ]"},
     {"PrefixOfHeader", "k=1\n[SX]\nk=2\nk=3\n", "2", "[S"},
@@ -33,6 +36,9 @@ static const LOOKUP strLookups[] = {
     {"DefaultForEmptyValue", "[S]\nk=<%(c)>\nc=\n[DEFAULT]\nc=1\n", "<1>"},
     {"NoClosing", "[S]\nk=x%(b\nb=1\n", "x1"},
     {"Chain", szChain(), "end"},
+    {"ChainOfOddNames", szLONG + "e=%(A=B=c)\na=b=c=1\n", "b=b=c=1"},
+    {"ChainIntoDefault", szLONG + "[DEFAULT]\ne=1\n", "b=1"},
+    {"ChainToNothing", szLONG + "[DEFAULT]\nc=2\n", "b=2"},
     {"HeaderInFirstColumn", " [S]\nk=1\n", szI + "SECTION NOT FOUND: [s]."},
     {"KeyInFirstColumn", "[S]\nk =1\n k=2\n#k=3\n", szI + "KEY NOT FOUND: k"},
     {"SecondHeaderEnds", "[S]\na=1\n[S]\nk=2\n", szI + "KEY NOT FOUND [S]k"},
