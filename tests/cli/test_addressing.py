@@ -108,9 +108,11 @@ def test_gap(lab, device, sent, settings):
 
 # The listing counts a node that sysfs gives to another device, and sysfs has none for the entry.
 def test_node_of_another_device(lab):
+    lab.trace_at(1)
     lab.write("listing", listing("0 Channel: 00 Id: 06 Lun: 00 changer"))
     run = lab.run("0060 erase", library=library("0:0:4:0 tape", settings="listing = listing"))
     assert (run.sent, run.status) == ([], 2)
+    assert "[0060] is not sg0 and has no other node\n" in lab.read("lgc/kq_mvk.lgc")
     assert "(/dev/sg?)" in lab.run("scan").stdout
     assert lab.run("/dev/sg0 i").stdout.startswith("ID=NONE Tape:")
 

@@ -81,6 +81,9 @@ TEST_F(Executor, RequestSense)
         EXPECT_EQ(GetCapturedStdout(), szOutput);
     }
     EXPECT_EQ(szRead("sg").substr(36, 6), std::string("\3\0\0\0\x13\0", 6));
+    CaptureStdout();
+    iScsiRequestSense(2);
+    EXPECT_TRUE(GetCapturedStdout().ends_with("Loader Info\ndebug info\n[ 0]=70 [18]=81 \n"));
 }
 
 TEST_F(Executor, LookUpByPipeline)

@@ -24,6 +24,7 @@ static const SENSE strSenses[] = {
     {"Unknown", {0x70, 0, 6, 0}, {4, 20}, 2, ERROR " 4 14" DUMP},
     {"Success", {0x70, 0, 6, 0}, {0, 0}, 3, "Success (code=70) (sensekey= 6)" DUMP},
     {"Silent", {0x70, 0, 6, 0}, {4, 3}, 1, ""},
+    {"DumpEnds", {0x70, 0, 6, 9}, {4, 20}, 2, ERROR " 4 14\ndebug info\np 6 9 \n"},
     {"LongDump", {0x70, 31, 6, 0xA9}, {1, 0xAA}, 2, ERROR " 1 aa\ndebug info\np 1f 6 \xA9 1 aa \n"},
 };
 
