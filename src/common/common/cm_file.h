@@ -6,8 +6,8 @@
 // Size in bytes of the buffer for fpOpenText.
 enum { iTEXT_BUFFER_SIZE = 4096 };
 
-// Opens cpPath as fopen(3) does, but for a named pipe, which would keep the run waiting for its other
-// end for ever: it cannot be opened, with errno ENXIO.
+// Opens cpPath as fopen(3) does, but for a named pipe, which would keep the run waiting for its
+// other end for ever: it cannot be opened, with errno ENXIO.
 FILE* fpOpenFile(const char* cpPath, const char* cpMode);
 
 // Opens the text file cpPath for reading through cBuffer, which must live as long as the stream:
