@@ -56,9 +56,10 @@ extern const char gszRevision[];
 //                       written all the same.
 // cpSense, iSenseSize:  receives sense bytes up to the first zero, zeros behind them.
 // iReport:              2 prints debug lines; passed on to the sense decoder.
-// Returns 0, DEVICE_OPEN_ERROR, IOCTL_ERROR (write or read failed or was short) or MODESENSE_ERROR
-// (sense data in the header that was examined); prints the reason of a failure on standard output.
-// Uses the generic driver's sg_header interface (linux/Documentation/scsi/scsi-generic).
+// Returns 0, DEVICE_OPEN_ERROR (also when another device has taken the node over), IOCTL_ERROR
+// (write or read failed or was short) or MODESENSE_ERROR (sense data in the header that was
+// examined); prints the reason of a failure on standard output. Uses the generic driver's sg_header
+// interface (linux/Documentation/scsi/scsi-generic).
 int iLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf, int iBufSize,
                   int iIOFlag, unsigned char* cpSense, int iSenseSize, int iReport);
 

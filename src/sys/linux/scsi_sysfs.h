@@ -34,6 +34,7 @@ enum { iLISTING_LINE_SIZE = 128 };
 // stands behind them.
 const char* cpReadDigits(const char* cpText, unsigned long long* pNumber);
 
+// Returns whether all numbers are the same.
 bool bSameAddress(const SCSI_ADDRESS* pOne, const SCSI_ADDRESS* pOther);
 
 // Return whether sysfs knows /dev/sg<iNumber>, or /dev/nst<iNumber>; *pAddress is its address then.
@@ -46,6 +47,7 @@ void vReadGenericNodes(GENERIC_NODES* pNodes);
 // Returns the number of the generic device with this address, -1 when sysfs knows none.
 int iFindGenericNode(GENERIC_NODES* pNodes, const SCSI_ADDRESS* pAddress);
 
+// Releases the list; it is as before vReadGenericNodes then.
 void vFreeGenericNodes(GENERIC_NODES* pNodes);
 
 // Write the lines of the kernel's listing for a generic device, each with its line feed. What sysfs
