@@ -1,11 +1,11 @@
 // The generic driver's older interface: a request is the bytes of one write (a header of 36 bytes,
 // the command, and data only if it was written too), its answer those of one read. Lengths, errors
 // and header fields are those of the kernel's sg driver, unless a scenario orders otherwise.
-#include "devices.h"
+#include "device/commands.h"
 #include "files.h"
-#include "library.h"
-#include "log.h"
-#include "scenario.h"
+#include "world/log.h"
+#include "world/scenario.h"
+#include "world/state.h"
 
 #include <errno.h>
 #include <string.h>

@@ -4,7 +4,7 @@
 #define MVK_SIM_VIEWS_H
 
 #include "place.h"
-#include "text.h"
+#include "world/text.h"
 
 // Index of the device behind a node, -1 none.
 int iDeviceBehind(const PLACE* pPlace);

@@ -1,6 +1,6 @@
 // What a media changer does with a command: the inventory and the moves. Layouts are those of
 // SMC-2.
-#include "devices.h"
+#include "commands.h"
 
 #include <string.h>
 

@@ -1,9 +1,9 @@
 // The simulated files by their paths: opening, making, looking.
 #include "files.h"
-#include "library.h"
-#include "log.h"
-#include "scenario.h"
 #include "views.h"
+#include "world/log.h"
+#include "world/scenario.h"
+#include "world/state.h"
 
 #include <errno.h>
 #include <fcntl.h>

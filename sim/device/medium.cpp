@@ -1,8 +1,8 @@
 // What a cartridge holds: the label block on the tape and the attributes in its memory. Layouts of
 // commands are those of SSC-3 and SPC-3.
-#include "devices.h"
-#include "keys.h"
-#include "library.h"
+#include "commands.h"
+#include "world/keys.h"
+#include "world/state.h"
 
 #include <string.h>
 

@@ -2,7 +2,7 @@
 #ifndef MVK_SIM_REQUEST_H
 #define MVK_SIM_REQUEST_H
 
-#include "model.h"
+#include "world/model.h"
 
 static const int iDATA_IN_MAX = 1 << 18; // data that one command can bring back
 static const int iSENSE_LENGTH = 18;     // fixed-format sense data

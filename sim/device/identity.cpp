@@ -1,5 +1,5 @@
 // What every device does: INQUIRY, TEST UNIT READY, REQUEST SENSE. Layouts are those of SPC-3.
-#include "devices.h"
+#include "commands.h"
 
 #include <string.h>
 

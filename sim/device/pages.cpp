@@ -1,7 +1,7 @@
 // Mode pages: MODE SENSE of changers and drives, MODE SELECT of drives. Layouts are those of SPC-3
 // and SSC-3.
-#include "devices.h"
-#include "library.h"
+#include "commands.h"
+#include "world/state.h"
 
 #include <string.h>
 

@@ -1,9 +1,9 @@
 // Catches the C library's file calls. Those on the kernel's SCSI listing, on /dev/sg<n>, on
 // /dev/nst<n> and on their folders in sysfs go to the simulated library, all others to the C
 // library as they are. Here: opening, and what is done with a descriptor.
-#include "preload.h"
+#include "catch.h"
 
-#include "scenario.h"
+#include "world/scenario.h"
 
 #include <errno.h>
 #include <fcntl.h>

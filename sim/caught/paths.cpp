@@ -1,7 +1,7 @@
 // Catches the C library's calls that look at a path without opening it, and those on folders.
-#include "preload.h"
+#include "catch.h"
 
-#include "model.h"
+#include "world/model.h"
 
 #include <dirent.h>
 #include <errno.h>

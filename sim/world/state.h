@@ -1,7 +1,7 @@
 // The library between the commands: its description, its state file, and the lock that lets several
 // processes share it.
-#ifndef MVK_SIM_LIBRARY_H
-#define MVK_SIM_LIBRARY_H
+#ifndef MVK_SIM_STATE_H
+#define MVK_SIM_STATE_H
 
 #include "model.h"
 

@@ -1,5 +1,5 @@
 // The library between the commands: the state file and the lock. (What the library is: model.h.)
-#include "library.h"
+#include "state.h"
 
 #include <errno.h>
 #include <fcntl.h>

@@ -1,5 +1,5 @@
 // What a tape drive does with the cartridge that stands in it. Layouts are those of SSC-3.
-#include "devices.h"
+#include "commands.h"
 
 CARTRIDGE* pSeated(REQUEST* pReq)
 {

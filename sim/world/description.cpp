@@ -2,7 +2,7 @@
 // replaces the values that change, so that a state file stays as readable as the description it
 // came from.
 #include "keys.h"
-#include "library.h"
+#include "state.h"
 
 #include <string.h>
 

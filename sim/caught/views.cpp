@@ -1,7 +1,7 @@
 // The kernel's listing and the picture for people.
 #include "views.h"
 
-#include "model.h"
+#include "world/model.h"
 
 #include <errno.h>
 #include <string.h>

@@ -1,5 +1,5 @@
 // Which command a device carries out by which routine.
-#include "devices.h"
+#include "commands.h"
 
 struct COMMAND {
     int iOpcode;

@@ -1,10 +1,10 @@
 // What the devices do with a command. Each file stands on those below it in this list.
-#ifndef MVK_SIM_DEVICES_H
-#define MVK_SIM_DEVICES_H
+#ifndef MVK_SIM_COMMANDS_H
+#define MVK_SIM_COMMANDS_H
 
 #include "request.h"
 
-// device.cpp: lets the device of a request carry out its command
+// dispatch.cpp: lets the device of a request carry out its command
 void vRunCommand(REQUEST* pReq);
 
 // identity.cpp: what every device does
@@ -12,7 +12,7 @@ void vInquiry(REQUEST* pReq);
 void vTestUnitReady(REQUEST* pReq);
 void vRequestSense(REQUEST* pReq);
 
-// modes.cpp: mode pages
+// pages.cpp: mode pages
 void vModeSense(REQUEST* pReq);
 void vModeSelect(REQUEST* pReq);
 

@@ -1,7 +1,7 @@
 // The devices as sysfs shows them: two folders with, for each device, the link that holds its
 // address and the files that hold its identity.
-#include "model.h"
 #include "views.h"
+#include "world/model.h"
 
 #include <string.h>
 

@@ -3,7 +3,7 @@
 #define MVK_SIM_FILES_H
 
 #include "place.h"
-#include "text.h"
+#include "world/text.h"
 
 #include <sys/types.h>
 
@@ -24,7 +24,7 @@ int iFileText(const char* cpPath, const PLACE* pPlace, OUT* pOut);
 // Returns 0 or an error number.
 int iFileMake(const char* cpPath, int iNumber, unsigned uiMajor, unsigned uiMinor);
 
-// driver.cpp: open devices, by their place among them
+// generic.cpp: open devices, by their place among them
 
 // Notes an open device, of kind PLACE_SG or PLACE_TAPE. Returns its place, -1 when too many are
 // open.

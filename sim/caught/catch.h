@@ -1,6 +1,6 @@
 // What the files share that catch the C library's calls.
-#ifndef MVK_SIM_PRELOAD_H
-#define MVK_SIM_PRELOAD_H
+#ifndef MVK_SIM_CATCH_H
+#define MVK_SIM_CATCH_H
 
 #include "files.h"
 
