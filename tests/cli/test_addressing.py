@@ -174,3 +174,17 @@ def test_no_listing(lab, settings, scenario):
 def test_empty_device(lab):
     run = lab.run(["", "erase"], library=library("0:0:4:0 tape"))
     assert (run.stdout, run.status, run.sent) == ("Could not open \nCould not open \n", 2, [])
+
+
+# A number is never a file, not even where one has its name; nor is a terminal, a disk or memory ever
+# taken for a device. What is no node of a device serves as it comes.
+@pytest.mark.parametrize("name", ["0099", "0:0:9:0", "/dev/ptmx", "/dev/random"])
+def test_not_opened(lab, name):
+    lab.write("0099", "untouched")
+    lab.write("0:0:9:0", "untouched")
+    lab.trace_at(1)
+    run = lab.run(f"{name} erase")
+    assert (run.stdout, run.status) == (f"Could not open {name}\n" * 2, 2)
+    assert lab.trace().count(f"[{name}] is not opened: ") == 2
+    assert lab.read("0099") == lab.read("0:0:9:0") == "untouched"
+    assert lab.run("/dev/null erase").status == lab.run("./0099 erase").status == 3

@@ -7,14 +7,17 @@
 
 #include "mvk.h"
 #include "scsi_listing.h"
+#include "scsi_node.h"
 #include "scsi_shell.h"
 #include "scsi_tape_node.h"
 
 #include "cm_common.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 
 static const char szGENERIC_PREFIX[] = "/dev/sg";
 
@@ -219,12 +222,28 @@ static void vEndPass(const LISTING* pListing)
     v_COPY(gstrPin.szDev, sizeof(gstrPin.szDev), gszDev);
 }
 
-bool bDevIsPinned()
+// Whether gszDev leads to the pinned device, if there is one.
+static bool bDevIsPinned()
 {
     if (!gstrPin.bSet)
         return true;
     const NODE_ADDRESS strNode = strAskNode(iNodeNumber(gszDev));
     return strNode.bKnown && bSameAddress(&strNode.strAddress, &gstrPin.strAddress);
+}
+
+int iOpenDevice()
+{
+    const char* cpReason = cpWhyNotOpened(gszDev, gstrPin.bSet ? iNodeNumber(gszDev) : -1);
+    if (cpReason != nullptr) {
+        TRACE_ABOVE(&strLog, 0, "[%s] is not opened: %s", gszDev, cpReason);
+        return -1;
+    }
+    const int iFD = open(gszDev, O_RDWR);
+    if (iFD >= 0 && !bDevIsPinned()) {
+        close(iFD);
+        return -1;
+    }
+    return iFD;
 }
 
 static void vTakeLine(LISTING* pListing, const char* szLine)

@@ -10,10 +10,11 @@
 // -2 when the pipeline left no result.
 int iLinuxGetID(const char* cpMode, int iReport);
 
-// Returns false when sysfs knew the device that the run selected, but gszDev does not lead to it
-// any more; otherwise true, also without sysfs. Asked behind an open, it tells what the open file
-// is.
-bool bDevIsPinned();
+// Opens the file that gszDev names, reading and writing. Nothing is opened for an ID or an address
+// that leads to no node, nor where gszDev is the node of something else than a generic device (see
+// cpWhyNotOpened in scsi_node.h). Where sysfs knows the selected device, neither the node nor what
+// was opened may be any other. Returns the descriptor, or -1; the trace has the reason.
+int iOpenDevice();
 
 // Prints a line for every device of the listing. cpBus is accepted and ignored.
 void vScanDevice(const char* cpBus, int iReport);

@@ -6,7 +6,6 @@
 #include "cm_common.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <scsi/sg.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -168,17 +167,12 @@ static int iExchange(const SCSI_REQUEST* pRequest, int iIOFlag, unsigned char* c
 int iLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf, int iBufSize,
                   int iIOFlag, unsigned char* cpSense, int iSenseSize, int iReport)
 {
-    const int uiOpenFlag = O_RDWR;
     const int iRequestSize = iCDBSize + iBufSize + iHEADER_SIZE;
     SCSI_REQUEST strRequest = {cpCDB, iCDBSize, cpBuf, iBufSize, iReport, -1, nullptr, nullptr};
     TRACE_ABOVE(&strLog, 1, "iLinuxScsiCmd 0x%x", cpCDB[0]);
     // The selection is looked up again: nodes may have changed since the last command.
     iLinuxGetID("linux_proc_scsi", iReport);
-    strRequest.iFD = open(gszDev, uiOpenFlag);
-    if (strRequest.iFD >= 0 && !bDevIsPinned()) {
-        close(strRequest.iFD);
-        strRequest.iFD = -1;
-    }
+    strRequest.iFD = iOpenDevice();
     if (strRequest.iFD < 0) {
         printf("Could not open %s\n", gszDev);
         return DEVICE_OPEN_ERROR;
