@@ -1,0 +1,61 @@
+"""Draws what a library holds."""
+
+import os
+import re
+import shutil
+import sys
+
+from .library import list_library, reference
+
+FULL_COLOUR, EMPTY_COLOUR, NO_COLOUR = "\033[1;32m", "\033[2m", "\033[0m"
+
+
+def element_text(element, names):
+    """What a map says of an element; nothing in it steers a terminal."""
+    if not element["full"]:
+        return "-"
+    label = re.sub(r"[^ -~]", "?", element["label"]) or "full"
+    source = element["source"]
+    came = f" < {names.get(source, source)}" if source and element["kind"] != "slot" else ""
+    return label + came
+
+
+def draw_kind(cells, width, colour):
+    """The lines of elements of one kind, each with its text, in as many columns as fit."""
+    digits = max(len(str(element["number"])) for element, _ in cells)
+    room = min(max(len(text) for _, text in cells), width - digits - 3)
+    columns = max(1, width // (digits + room + 3))
+    for row in range(0, len(cells), columns):
+        line = ""
+        for element, text in cells[row : row + columns]:
+            text = text if len(text) <= room else text[: room - 1] + "~"
+            pad = " " * (room - len(text))
+            if colour:
+                text = f"{FULL_COLOUR if element['full'] else EMPTY_COLOUR}{text}{NO_COLOUR}"
+            line += f"  {element['number']:{digits}} {text}{pad}"
+        yield line.rstrip(" ")
+
+
+def draw(elements, width, colour):
+    """The lines of a map, kind by kind."""
+    names = {element["address"]: reference(element) for element in elements}
+    for kind in ("transport", "drive", "port", "slot"):
+        cells = [(each, element_text(each, names)) for each in elements if each["kind"] == kind]
+        if cells:
+            full = sum(element["full"] for element, _ in cells)
+            yield f"{kind.capitalize()}s: {len(cells)}, {full} full"
+            yield from draw_kind(cells, width, colour)
+
+
+def map_library(device):
+    """Prints the map; returns the status of the listing."""
+    listing = list_library(device)
+    for line in listing["warnings"] + listing["lines"]:
+        print(re.sub(r"[^ -~]", "?", line), file=sys.stderr)
+    if listing["status"]:
+        print(f"mvk-json: {listing['name']}: {listing['message']}", file=sys.stderr)
+    width = max(40, shutil.get_terminal_size().columns)
+    colour = sys.stdout.isatty() and "NO_COLOR" not in os.environ
+    for line in draw(listing.get("elements", []), width, colour):
+        print(line)
+    return listing["status"]
