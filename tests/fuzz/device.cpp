@@ -2,13 +2,13 @@
 // answers.
 #include "world.h"
 
+#include "device/selection.h"
+#include "device/shell.h"
 #include "mvk.h"
-#include "scsi.h"
-#include "scsi_device.h"
-#include "scsi_exec_alt.h"
-#include "scsi_sense.h"
-#include "scsi_shell.h"
-#include "tape.h"
+#include "scsi/operations.h"
+#include "scsi/second_executor.h"
+#include "scsi/sense.h"
+#include "tape/tape.h"
 
 // Each argument ends with a NUL. There may be none.
 static int iProgram()

@@ -2,8 +2,8 @@
 #include "world.h"
 
 #include "cm_common.h"
+#include "device/selection.h"
 #include "mvk.h"
-#include "scsi_device.h"
 
 // Forgets what the input before has left in the process.
 static void vForget()

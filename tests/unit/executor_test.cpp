@@ -3,10 +3,10 @@
 #include "fixture.h"
 
 #include "cm_common.h"
+#include "device/selection.h"
 #include "mvk.h"
-#include "scsi.h"
-#include "scsi_device.h"
-#include "scsi_exec_alt.h"
+#include "scsi/operations.h"
+#include "scsi/second_executor.h"
 
 static const std::string szINQUIRY("\x12\0\0\0\5\0", 6);
 

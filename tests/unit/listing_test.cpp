@@ -2,11 +2,11 @@
 #include "fixture.h"
 
 #include "cm_common.h"
+#include "device/listing.h"
+#include "device/shell.h"
+#include "device/tape_node.h"
 #include "mvk.h"
-#include "scsi.h"
-#include "scsi_listing.h"
-#include "scsi_shell.h"
-#include "scsi_tape_node.h"
+#include "scsi/operations.h"
 
 #include <filesystem>
 

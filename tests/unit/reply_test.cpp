@@ -1,8 +1,8 @@
 // The decoders of what devices return, at the bounds of a reply.
 #include "fixture.h"
 
-#include "changer_reply.h"
-#include "tape_replies.h"
+#include "changer/element_reply.h"
+#include "tape/replies.h"
 
 TEST(Reply, LastElement)
 {

@@ -1,10 +1,10 @@
 // The front end: one run selects a device, locks it against other runs, performs one operation on
 // it and ends with a result line.
 #include "mvk.h"
-#include "changer.h"
-#include "scsi.h"
-#include "scsi_device.h"
-#include "tape.h"
+#include "changer/changer.h"
+#include "device/selection.h"
+#include "scsi/operations.h"
+#include "tape/tape.h"
 
 #include "cm_common.h"
 #include "cm_hal_semaphor.h"

@@ -2,7 +2,7 @@
 // and the frame of a run. The operations are declared by group in scsi.h, changer.h and tape.h.
 #pragma once
 
-#include "report.h"
+#include "device/levels.h"
 
 #include "cm_trace.h"
 

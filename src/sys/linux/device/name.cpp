@@ -1,5 +1,5 @@
 // Looks at names and files before anything is opened. Stands on the C library alone.
-#include "scsi_node.h"
+#include "device/name.h"
 
 #include <linux/major.h>
 #include <string.h>

@@ -1,6 +1,6 @@
 // What sysfs knows of the SCSI devices. Each class of nodes is a folder with an entry per node, in
 // which "device" is a link whose last part is the address and a folder with the identity.
-#include "scsi_sysfs.h"
+#include "device/sysfs.h"
 
 #include "cm_common.h"
 

@@ -1,10 +1,10 @@
 // A second, self-contained executor for the generic SCSI driver. No operation calls it; it is kept
 // for devices that need data sent along with a command.
-#include "scsi_exec_alt.h"
+#include "scsi/second_executor.h"
 
+#include "device/selection.h"
 #include "mvk.h"
-#include "scsi_bytes.h"
-#include "scsi_device.h"
+#include "scsi/bytes.h"
 
 #include "cm_common.h"
 

@@ -1,7 +1,7 @@
 // The one road to a device: sends a command through the generic SCSI driver and reads the answer.
+#include "device/selection.h"
 #include "mvk.h"
-#include "scsi_device.h"
-#include "scsi_sense.h"
+#include "scsi/sense.h"
 
 #include "cm_common.h"
 

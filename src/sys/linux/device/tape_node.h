@@ -1,7 +1,7 @@
 // The tape driver's nodes, /dev/nst<n>: which drive stands behind each.
 #pragma once
 
-#include "scsi_listing.h"
+#include "device/listing.h"
 
 // How many tape nodes the scan looks at.
 enum { iTAPE_NODES = 16 };

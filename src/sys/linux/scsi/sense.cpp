@@ -1,8 +1,8 @@
 // Decodes fixed-format sense data (SPC) into a line for a person.
-#include "scsi_sense.h"
+#include "scsi/sense.h"
 
-#include "report.h"
-#include "scsi_bytes.h"
+#include "device/levels.h"
+#include "scsi/bytes.h"
 
 #include <stdio.h>
 

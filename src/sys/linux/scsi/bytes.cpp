@@ -1,5 +1,5 @@
 // The dumps of bytes that several operations print.
-#include "scsi_bytes.h"
+#include "scsi/bytes.h"
 
 #include <stdio.h>
 

@@ -1,10 +1,10 @@
 // READ ATTRIBUTE (SPC): lists the medium auxiliary memory of the loaded cartridge, or tells whether
 // the medium can be written once only.
-#include "tape.h"
+#include "tape/tape.h"
 
 #include "mvk.h"
-#include "scsi_bytes.h"
-#include "tape_replies.h"
+#include "scsi/bytes.h"
+#include "tape/replies.h"
 
 #include <stdio.h>
 #include <string.h>

@@ -1,7 +1,7 @@
 // An entry of the kernel's listing of SCSI devices, and the reader of its lines.
 #pragma once
 
-#include "scsi_sysfs.h"
+#include "device/sysfs.h"
 
 // The kernel's listing.
 inline constexpr char szKERNEL_LISTING[] = "/proc/scsi/scsi";

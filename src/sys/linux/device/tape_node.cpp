@@ -1,7 +1,7 @@
 // Finds the tape driver's node of a drive by the address that the node tells.
-#include "scsi_tape_node.h"
+#include "device/tape_node.h"
 
-#include "report.h"
+#include "device/levels.h"
 
 #include "cm_common.h"
 

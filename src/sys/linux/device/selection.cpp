@@ -1,15 +1,15 @@
 // Finds devices: goes through the listing, maps ID strings and device files to each other, and
-// prints the bus scan. Stands on scsi_listing, scsi_sysfs, scsi_tape_node and scsi_shell.
+// prints the bus scan. Stands on listing, sysfs, tape_node and shell.
 //
 // An entry's node is found by counting, /dev/sg<n> for entry n. After a device was removed or added
 // the numbers have gaps, so that sysfs, where there is one, has the last word.
-#include "scsi_device.h"
+#include "device/selection.h"
 
+#include "device/listing.h"
+#include "device/name.h"
+#include "device/shell.h"
+#include "device/tape_node.h"
 #include "mvk.h"
-#include "scsi_listing.h"
-#include "scsi_node.h"
-#include "scsi_shell.h"
-#include "scsi_tape_node.h"
 
 #include "cm_common.h"
 

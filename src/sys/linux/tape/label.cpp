@@ -1,8 +1,8 @@
 // Reads the first block of the loaded tape and prints the backup product's label in it.
-#include "tape.h"
+#include "tape/tape.h"
 
 #include "mvk.h"
-#include "scsi_bytes.h"
+#include "scsi/bytes.h"
 
 #include <stdio.h>
 #include <string.h>

@@ -1,11 +1,11 @@
 // READ ELEMENT STATUS (SMC): walks the reply, lists the elements that were asked for, or fills the
 // element address table.
-#include "changer.h"
+#include "changer/changer.h"
 
-#include "changer_reply.h"
+#include "changer/element_reply.h"
+#include "device/sysfs.h"
 #include "mvk.h"
-#include "scsi_bytes.h"
-#include "scsi_sysfs.h"
+#include "scsi/bytes.h"
 
 #include "cm_common.h"
 

@@ -1,9 +1,9 @@
-// Reads the kernel's listing of SCSI devices line by line. Stands on scsi_sysfs.h for addresses.
+// Reads the kernel's listing of SCSI devices line by line. Stands on sysfs.h for addresses.
 //
 // The numbers of a host line stand in columns as long as the host has one digit and the others have
 // two. Every SATA port and every iSCSI login is a host of its own, so that larger numbers are
 // common: they shift the columns and are read behind their words instead.
-#include "scsi_listing.h"
+#include "device/listing.h"
 
 #include "cm_common.h"
 

@@ -1,7 +1,7 @@
 // Decodes READ ELEMENT STATUS data.
-#include "changer_reply.h"
+#include "changer/element_reply.h"
 
-#include "scsi_bytes.h"
+#include "scsi/bytes.h"
 
 static const int iPAGE_HEADER = 8;
 

@@ -1,5 +1,5 @@
 // The decoder of READ ELEMENT STATUS data (SMC). It takes the bytes of a reply, gives plain
-// structures, prints nothing and touches nothing else. Stands on scsi_bytes.h.
+// structures, prints nothing and touches nothing else. Stands on scsi/bytes.h.
 #pragma once
 
 enum {

@@ -1,10 +1,10 @@
 // Dumps the mode pages of a tape drive for a person: header, block descriptors and pages as MODE
 // SENSE (SPC) returns them, or the vendor page that holds the EEPROM text.
-#include "tape.h"
+#include "tape/tape.h"
 
 #include "mvk.h"
-#include "scsi_bytes.h"
-#include "tape_replies.h"
+#include "scsi/bytes.h"
+#include "tape/replies.h"
 
 #include <stdio.h>
 #include <string.h>

@@ -1,6 +1,6 @@
 // Decoders of what a tape drive returns: mode parameter lists and attribute lists. They take the
 // bytes of a reply and how many of them are valid, give plain structures, print nothing and touch
-// nothing else. Stands on scsi_bytes.h.
+// nothing else. Stands on scsi/bytes.h.
 #pragma once
 
 #include <stddef.h>

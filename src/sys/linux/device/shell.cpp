@@ -1,8 +1,8 @@
-// Ways to the devices through shell commands. Stands on scsi_listing.
-#include "scsi_shell.h"
+// Ways to the devices through shell commands. Stands on listing.
+#include "device/shell.h"
 
+#include "device/listing.h"
 #include "mvk.h"
-#include "scsi_listing.h"
 
 #include <stdio.h>
 #include <stdlib.h>

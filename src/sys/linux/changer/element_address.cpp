@@ -1,9 +1,9 @@
 // The element address table of a media changer: filled from the Element Address Assignment page, or
 // overridden by the operator.
-#include "changer.h"
+#include "changer/changer.h"
 
 #include "mvk.h"
-#include "scsi_bytes.h"
+#include "scsi/bytes.h"
 
 #include "cm_common.h"
 #include "cm_hal_unix.h"

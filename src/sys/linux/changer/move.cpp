@@ -1,8 +1,8 @@
 // MOVE MEDIUM (SMC): between elements named by kind and number, or by raw address.
-#include "changer.h"
+#include "changer/changer.h"
 
 #include "mvk.h"
-#include "scsi_bytes.h"
+#include "scsi/bytes.h"
 
 #include "cm_common.h"
 

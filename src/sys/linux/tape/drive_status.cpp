@@ -1,9 +1,9 @@
 // The status operation: the summary of a tape drive, and the branch to the changer's.
-#include "tape.h"
+#include "tape/tape.h"
 
-#include "changer.h"
+#include "changer/changer.h"
 #include "mvk.h"
-#include "scsi_bytes.h"
+#include "scsi/bytes.h"
 
 #include <stdio.h>
 #include <string.h>

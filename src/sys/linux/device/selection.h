@@ -12,7 +12,7 @@ int iLinuxGetID(const char* cpMode, int iReport);
 
 // Opens the file that gszDev names, reading and writing. Nothing is opened for an ID or an address
 // that leads to no node, nor where gszDev is the node of something else than a generic device (see
-// cpWhyNotOpened in scsi_node.h). Where sysfs knows the selected device, neither the node nor what
+// cpWhyNotOpened in name.h). Where sysfs knows the selected device, neither the node nor what
 // was opened may be any other. Returns the descriptor, or -1; the trace has the reason.
 int iOpenDevice();
 

@@ -1,7 +1,7 @@
 // Decodes mode parameter lists and attribute lists.
-#include "tape_replies.h"
+#include "tape/replies.h"
 
-#include "scsi_bytes.h"
+#include "scsi/bytes.h"
 
 static unsigned char cByteAt(const unsigned char* cpReply, unsigned int uiValid, unsigned int i)
 {

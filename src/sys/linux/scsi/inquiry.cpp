@@ -1,8 +1,8 @@
 // INQUIRY: classifies the selected device, or prints its identification line.
-#include "scsi.h"
+#include "scsi/operations.h"
 
 #include "mvk.h"
-#include "scsi_bytes.h"
+#include "scsi/bytes.h"
 
 #include "cm_common.h"
 
