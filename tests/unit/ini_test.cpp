@@ -4,7 +4,7 @@
 #include "cm_common.h"
 
 // The key is "k"; the answer is the value or the message.
-struct LOOKUP {
+struct ROW {
     const char* cpName;
     std::string szText;
     std::string szAnswer;
@@ -13,18 +13,16 @@ struct LOOKUP {
 
 static const std::string szI = "i_GetPrivateProfileString: ";
 
-static std::string szChain()
+// As many references one behind the other, then a value.
+static std::string szChain(int iReferences)
 {
     std::string szText = "[S]\nk";
-    for (int i = 0; i < 1000; i++)
+    for (int i = 1; i <= iReferences; i++)
         szText += "=%(" + std::to_string(i) + ")\n" + std::to_string(i);
     return szText + "=end\n";
 }
 
-// More references than are followed one by one; a line "a=b=..." has the keys "a" and "a=b".
-static const std::string szLONG = "[S]\na=0\nk=%(a=b)\na=b=%(c)\nc=%(d)\nd=%(e)\n";
-
-static const LOOKUP strLookups[] = {
+static const ROW strLookups[] = {
     {"FoldsCase", "[sz] x\nK=/X y  \n", "/X y", "[SZ]"},
     {"PrefixOfHeader", "k=1\n[SX]\nk=2\nk=3\n", "2", "[S"},
     {"KeepsOtherThanBlanks", "[S]\r\nk= a#b=c \r\n", " a#b=c \r"},
@@ -35,19 +33,19 @@ static const LOOKUP strLookups[] = {
     {"FirstReferenceOnly", "[S]\nk=a%(x)b%(y)\n[DEFAULT]\nx=1\ny=2\n", "a1b%(y)"},
     {"DefaultForEmptyValue", "[S]\nk=<%(c)>\nc=\n[DEFAULT]\nc=1\n", "<1>"},
     {"NoClosing", "[S]\nk=x%(b\nb=1\n", "x1"},
-    {"Chain", szChain(), "end"},
-    {"ChainOfOddNames", szLONG + "e=%(A=B=c)\na=b=c=1\n", "b=b=c=1"},
-    {"ChainIntoDefault", szLONG + "[DEFAULT]\ne=1\n", "b=1"},
-    {"ChainToNothing", szLONG + "[DEFAULT]\nc=2\n", "b=2"},
+    {"LongestChain", szChain(64), "end"},
+    {"LongerChain", szChain(65), szI + "KEY NOT FOUND: 1"},
+    {"LostOnlyInOneSection", "[S]\nk=<%(a)\na=%(b)\nb=%(c)\n[DEFAULT]\na=1%(d)\nd=2\n", "<12"},
     {"HeaderInFirstColumn", " [S]\nk=1\n", szI + "SECTION NOT FOUND: [s]."},
     {"KeyInFirstColumn", "[S]\nk =1\n k=2\n#k=3\n", szI + "KEY NOT FOUND: k"},
     {"SecondHeaderEnds", "[S]\na=1\n[S]\nk=2\n", szI + "KEY NOT FOUND [S]k"},
     {"EmptyValue", "[S]\nk=\nk=2\n", szI + "KEY VALUE NOT FOUND."},
     {"NotInDefault", "[S]\nk=%(b)\n[DEFAULT]\n[Q]\n", szI + "KEY NOT FOUND [DEFAULT]b"},
     {"Circle", "[S]\nk=x%(k)\n[DEFAULT]\nk=%(k)\n", szI + "KEY NOT FOUND: k"},
+    {"CircleThatDefaultCouldLeave", "[S]\nk=x%(k)\n[DEFAULT]\nk=1\n", szI + "KEY NOT FOUND: k"},
 };
 
-using Ini = Table<LOOKUP>;
+using Ini = Table<ROW>;
 INSTANTIATE_TEST_SUITE_P(, Ini, testing::ValuesIn(strLookups), cpRowName);
 
 TEST_P(Ini, Lookup)
@@ -58,4 +56,14 @@ TEST_P(Ini, Lookup)
     vWrite("a", szText);
     const int i = i_GetPrivateProfileString("a", cpSection, "k", szValue, 1024, szMsg, 256);
     EXPECT_EQ(i == 1 ? szValue : szMsg, szAnswer);
+}
+
+// A device in the place of the file, as endless as it may be, holds nobody up.
+TEST_F(Product, EndlessFile)
+{
+    char szValue[9];
+    EXPECT_EQ(symlink("/dev/zero", "a"), 0);
+    alarm(60);
+    EXPECT_EQ(i_GetPrivateProfileString("a", "[S]", "k", szValue, 9, nullptr, 0), 0);
+    alarm(0);
 }

@@ -1,47 +1,174 @@
-// The look-up of one key in an INI-style text file. Stands on the reader of a section and, for
-// references between keys, on what follows them.
+// The look-up of a key in an INI-style text file. Stands on the helpers for strings and files.
 #include "cm_common.h"
 
-#include "cm_ini_reference.h"
+#include "cm_file.h"
 
+#include <stdlib.h>
 #include <string.h>
 
-// Hands cpFound out as the value. Returns 1, or 0 with the reason in cpMsg when it is empty.
-static int iDeliver(const char* cpFound, char* cpValue, int iLengthValue, char* cpMsg,
-                    size_t uiLengthMsg)
+// A line is read in pieces of at most one byte less than this.
+enum { iLINE_SIZE = 1024 };
+
+// How many references are followed one behind the other, and how many lines one look-up reads,
+// those of its references included: some tenths of a second.
+static const int iMAX_LEVEL = 64;
+static const int iMAX_LINES = 1 << 23;
+
+// Where a key is looked up that a value refers to and its own section does not have.
+static const char szDEFAULT[] = "[DEFAULT]";
+
+// A look-up, and what those that its references lead to share with it.
+struct LOOKUP {
+    const char* cpFilename;
+    size_t uiRoom; // of the caller: every value that is referred to is cut to it
+    char* cpMsg;
+    size_t uiLengthMsg;
+    int iLinesLeft; // 0: whatever else is looked up is missing
+};
+
+// How far the search for a line has come.
+enum SEARCH { SEARCH_SECTION, SEARCH_KEY, SEARCH_FOUND, SEARCH_NEXT_SECTION };
+
+// Puts the three texts into cpMsg as the reason of a failure. Returns false.
+static bool bFail(const LOOKUP* pLookup, const char* cpReason, const char* cpFirst,
+                  const char* cpSecond)
 {
-    v_COPY(cpValue, iLengthValue > 0 ? (size_t)iLengthValue : 0, cpFound);
-    if (cpFound[0] == '\0') {
-        v_COPY(cpMsg, uiLengthMsg, "i_GetPrivateProfileString: KEY VALUE NOT FOUND.");
-        return 0;
+    v_JOIN(pLookup->cpMsg, pLookup->uiLengthMsg, cpReason, cpFirst, cpSecond);
+    return false;
+}
+
+// Says how a search ended that found nothing. Returns false.
+static bool bExplain(const LOOKUP* pLookup, SEARCH eSearch, const char* cpSection,
+                     const char* cpKey)
+{
+    char szSection[64];
+    if (eSearch == SEARCH_KEY)
+        return bFail(pLookup, "i_GetPrivateProfileString: KEY NOT FOUND: ", cpKey, "");
+    if (eSearch == SEARCH_NEXT_SECTION)
+        return bFail(pLookup, "i_GetPrivateProfileString: KEY NOT FOUND ", cpSection, cpKey);
+    v_COPY(szSection, sizeof(szSection), cpSection);
+    return bFail(pLookup, "i_GetPrivateProfileString: SECTION NOT FOUND: ", lowercase(szSection),
+                 ".");
+}
+
+// Reads the file up to the line of the key, which it leaves in szLine. Returns false, with the
+// reason in cpMsg, when there is none. Not inlined: its buffer would lie on the stack once for each
+// reference that is followed.
+[[gnu::noinline]] static bool bFindLine(LOOKUP* pLookup, const char* cpSection, const char* cpKey,
+                                        char (&szLine)[iLINE_SIZE])
+{
+    static const char szNoFile[] = "i_GetPrivateProfileString: FILE NOT FOUND OR ACCESS PROBLEM";
+    char cBuffer[iTEXT_BUFFER_SIZE];
+    const size_t uiSection = cpSection != nullptr ? strlen(cpSection) : 0;
+    const size_t uiKey = strlen(cpKey);
+    SEARCH eSearch = cpSection != nullptr ? SEARCH_SECTION : SEARCH_KEY;
+    if (pLookup->iLinesLeft <= 0)
+        return bExplain(pLookup, SEARCH_KEY, cpSection, cpKey);
+    if (pLookup->cpFilename == nullptr)
+        return bFail(pLookup, szNoFile, ".", "");
+    FILE* fpIni = fpOpenText(pLookup->cpFilename, cBuffer);
+    if (fpIni == nullptr) {
+        bFail(pLookup, szNoFile, ": ", pLookup->cpFilename);
+        v_APPEND(pLookup->cpMsg, pLookup->uiLengthMsg, ".");
+        return false;
     }
-    v_COPY(cpMsg, uiLengthMsg, "");
-    return 1;
+    // Most lines are not the wanted one: nothing is done to them here.
+    while (eSearch < SEARCH_FOUND && pLookup->iLinesLeft-- > 0 &&
+           fgets(szLine, sizeof(szLine), fpIni) != nullptr) {
+        if (eSearch == SEARCH_SECTION) {
+            if (b_STARTS_FOLDED(szLine, cpSection, uiSection) && i_REMOVE_COMMENT(szLine))
+                eSearch = SEARCH_KEY;
+        } else if (szLine[0] == '[' && cpSection != nullptr) {
+            eSearch = SEARCH_NEXT_SECTION;
+        } else if (b_IS_KEY_LINE(szLine, cpKey, uiKey) && i_REMOVE_COMMENT(szLine)) {
+            eSearch = SEARCH_FOUND;
+        }
+    }
+    fclose(fpIni);
+    return eSearch == SEARCH_FOUND || bExplain(pLookup, eSearch, cpSection, cpKey);
+}
+
+// Cuts trailing blanks, and only blanks; a text of nothing but blanks stays as it is.
+static void vCutTrailingBlanks(char* cpText)
+{
+    for (size_t uiLength = strlen(cpText); uiLength > 0; uiLength--) {
+        if (cpText[uiLength - 1] != ' ') {
+            cpText[uiLength] = '\0';
+            return;
+        }
+    }
+}
+
+static bool bHasReference(const char* cpValue)
+{
+    const char* cpPercent = strchr(cpValue, '%'); // most values have none
+    return cpPercent != nullptr && strstr(cpPercent, "%(") != nullptr;
+}
+
+static char* cpReplace(LOOKUP* pLookup, const char* cpSection, int iLevel, char* cpLine,
+                       char* cpValue);
+
+// Finds the value of the key, its reference replaced. iLevel: how many references have led here.
+// Returns the value, which lies in szLine, or a null pointer; unless there is a value that is not
+// empty, the reason stands in cpMsg.
+static char* cpLookUp(LOOKUP* pLookup, const char* cpSection, const char* cpKey, int iLevel,
+                      char (&szLine)[iLINE_SIZE])
+{
+    if (!bFindLine(pLookup, cpSection, cpKey, szLine))
+        return nullptr;
+    char* cpValue = strchr(szLine, '=') + 1;
+    vCutTrailingBlanks(cpValue);
+    if (bHasReference(cpValue))
+        cpValue = cpReplace(pLookup, cpSection, iLevel, szLine, cpValue);
+    if (cpValue != nullptr && cpValue[0] == '\0')
+        bFail(pLookup, "i_GetPrivateProfileString: KEY VALUE NOT FOUND.", "", "");
+    return cpValue;
+}
+
+// Replaces the first reference in cpValue, which lies in cpLine of iLINE_SIZE bytes, by the value
+// of that key in the section, or else in "[DEFAULT]". Returns the new value, which lies in cpLine,
+// or a null pointer: with the reason in cpMsg, but for a lack of memory.
+static char* cpReplace(LOOKUP* pLookup, const char* cpSection, int iLevel, char* cpLine,
+                       char* cpValue)
+{
+    char szInner[iLINE_SIZE]; // the one buffer on the stack for each reference
+    unsigned int uiPreEnd = 0;
+    unsigned int uiPostBegin = 0;
+    char* cpName = c_PARSE_FOR_PARENTHESES(cpValue, &uiPreEnd, &uiPostBegin);
+    if (cpName == nullptr)
+        return nullptr;
+    // References in a circle end here. Where they lead is missing, on all of the ways back too.
+    if (iLevel == iMAX_LEVEL)
+        pLookup->iLinesLeft = 0;
+    char* cpInner = cpLookUp(pLookup, cpSection, cpName, iLevel + 1, szInner);
+    if ((cpInner == nullptr || cpInner[0] == '\0') && cpSection != szDEFAULT)
+        cpInner = cpLookUp(pLookup, szDEFAULT, cpName, iLevel + 1, szInner);
+    free(cpName);
+    if (cpInner == nullptr || cpInner[0] == '\0')
+        return nullptr;
+    if (strlen(cpInner) >= pLookup->uiRoom)
+        cpInner[pLookup->uiRoom - 1] = '\0';
+    v_CUT_HEAD(szInner, (size_t)(cpInner - szInner));
+    v_APPEND(szInner, sizeof(szInner), cpValue + uiPostBegin);
+    cpValue[uiPreEnd + 1] = '\0';
+    v_CUT_HEAD(cpLine, (size_t)(cpValue - cpLine));
+    v_APPEND(cpLine, iLINE_SIZE, szInner);
+    return cpLine;
 }
 
 int i_GetPrivateProfileString(const char* cpFilename, const char* cpSection, const char* cpKey,
                               char* cpValue, int iLengthValue, char* cpMsg, int iLengthMsg)
 {
-    INI_SECTION strSection;
-    REQUEST strRequest;
-    const size_t uiLengthMsg = iLengthMsg > 0 ? (size_t)iLengthMsg : 0;
-    vOpenSection(&strSection, cpFilename, cpSection);
-    const bool bFound = cpFindKey(&strSection, cpKey) != nullptr;
-    vCloseSection(&strSection);
-    if (!bFound) {
-        vExplainSearch(strSection.eSearch, cpFilename, cpSection, cpKey, cpMsg, uiLengthMsg);
+    char szLine[iLINE_SIZE];
+    const size_t uiRoom = iLengthValue > 0 ? (size_t)iLengthValue : 0;
+    LOOKUP strLookup = {cpFilename, uiRoom > 0 ? uiRoom : 1, cpMsg,
+                        iLengthMsg > 0 ? (size_t)iLengthMsg : 0, iMAX_LINES};
+    const char* cpFound = cpLookUp(&strLookup, cpSection, cpKey, 0, szLine);
+    if (cpFound == nullptr)
         return 0;
-    }
-    char* cpFound = strchr(strSection.szLine, '=') + 1;
-    vCutTrailingBlanks(cpFound);
-    if (!bHasReference(cpFound))
-        return iDeliver(cpFound, cpValue, iLengthValue, cpMsg, uiLengthMsg);
-    strRequest.iLengthValue = iLengthValue;
-    strRequest.cpMsg = cpMsg;
-    strRequest.uiLengthMsg = uiLengthMsg;
-    v_COPY(cpMsg, uiLengthMsg, "");
-    const OUTCOME eOutcome = eResolve(cpFilename, cpSection, cpKey, cpFound, &strRequest);
-    if (eOutcome != OUTCOME_FOUND && eOutcome != OUTCOME_EMPTY)
+    v_COPY(cpValue, uiRoom, cpFound);
+    if (cpFound[0] == '\0')
         return 0;
-    return iDeliver(strRequest.szValue, cpValue, iLengthValue, cpMsg, uiLengthMsg);
+    v_COPY(cpMsg, strLookup.uiLengthMsg, "");
+    return 1;
 }
