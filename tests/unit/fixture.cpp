@@ -34,7 +34,7 @@ Product::Product()
     setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
     umask(0);
     giPid = 4711;
-    gbNoPipe = gbNoDate = false;
+    gbNoPipe = gbNoDate = gbNoMemory = false;
     guiIoctl = 1;
     gvBeforeOpen = nullptr;
     eLang = LANG_EN;
@@ -71,6 +71,21 @@ pid_t __wrap_getpid() { return giPid != 0 ? giPid : __real_getpid(); }
 pid_t __wrap_getppid() { return giPid - 1; }
 int __wrap_system(const char* cp) { return __real_system(szMoved(cp).c_str()); }
 struct tm* __wrap_localtime(const time_t* p) { return gbNoDate ? nullptr : __real_localtime(p); }
+
+// As where there is no file of the time zone: what succeeds leaves an error number all the same.
+time_t __real_mktime(struct tm* p);
+time_t __wrap_mktime(struct tm* p)
+{
+    const time_t tTime = __real_mktime(p);
+    errno = ENOENT;
+    return tTime;
+}
+
+void* __real_calloc(size_t uiCount, size_t uiSize);
+void* __wrap_calloc(size_t uiCount, size_t uiSize)
+{
+    return gbNoMemory ? nullptr : __real_calloc(uiCount, uiSize);
+}
 
 FILE* __wrap_fopen(const char* cpFile, const char* cpMode)
 {

@@ -25,9 +25,10 @@ void vWrite(const std::string& szFile, const std::string& szText);
 // What the system does; a test begins with the values in parentheses.
 // What getpid answers, 0 for the truth, and getppid one less (4711).
 inline int giPid;
-// Whether popen and localtime fail (false).
+// Whether popen, localtime and calloc fail (false).
 inline bool gbNoPipe;
 inline bool gbNoDate;
+inline bool gbNoMemory;
 // What happens before a file is opened (nothing).
 inline void (*gvBeforeOpen)();
 // The word that ioctl took last, or gives; it fails with 0 (1).

@@ -58,6 +58,16 @@ TEST_P(Ini, Lookup)
     EXPECT_EQ(i == 1 ? szValue : szMsg, szAnswer);
 }
 
+TEST_F(Product, NoMemoryForReference)
+{
+    char szText[] = "as it was";
+    vWrite("a", "[S]\nk=%(x)\nx=1\n");
+    gbNoMemory = true;
+    EXPECT_EQ(i_GetPrivateProfileString("a", "[S]", "k", nullptr, 0, szText, 9), 0);
+    gbNoMemory = false;
+    EXPECT_STREQ(szText, "as it was");
+}
+
 // A device in the place of the file, as endless as it may be, holds nobody up.
 TEST_F(Product, EndlessFile)
 {

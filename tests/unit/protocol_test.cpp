@@ -61,6 +61,9 @@ TEST_F(Protocol, TagWithConversion)
     EXPECT_EQ(szRead("prot"),
               NOW "W999-BASICS [  4711]: Invalid usage of PROT: prefix with format argument '%s': "
                   ">E003-%s-XYZ <\n" NOW "E003-BAS-XYZ [  4711]: text\n");
+    CaptureStderr();
+    vProt("E003-BASICS%d"); // the second character stands behind the tag
+    EXPECT_TRUE(GetCapturedStderr().ends_with(" with format argument '%d': >E003-BASICS%<\n"));
 }
 
 TEST_F(Protocol, FileIsMissing)

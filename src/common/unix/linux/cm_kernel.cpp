@@ -91,7 +91,9 @@ static void vReportShortened(const PROT_MESSAGE* pMessage, int iSize, int iNeede
 // Reports a format whose tag holds a conversion or which is too short to hold a text.
 static void vCheckFormat(const PROT_MESSAGE* pMessage, const char* cpFormat)
 {
-    const char* cpPercent = strchr(pMessage->szPrefix, '%');
+    const char* cpPercent = strchr(cpFormat, '%');
+    if (cpPercent != nullptr && cpPercent >= cpFormat + uiTAG_SIZE)
+        cpPercent = nullptr;
     char szWhat[128]; // a tag holds 12 characters, a format that is too short as many
     char szLine[256];
     if (cpPercent != nullptr)
@@ -197,16 +199,19 @@ static void vTakeAbsoluteTime(char* cpTime, struct tm* pTime)
     v_CUT_HEAD(cpTime, 20);
 }
 
-// Adds what the request cpTime asks for.
+// Adds what the request cpTime asks for: days by the calendar, hours, minutes and seconds as time
+// that passes, also where the clock is changed to summer time or back.
 static void vApplyRequest(const char* cpTime, struct tm* pTime)
 {
     int iAmount = 0;
     int* ipField = nullptr;
+    bool bPasses = true;
     switch (cpTime[0]) {
     case 'D':
     case 'T':
     case 'Y':
         ipField = &pTime->tm_mday;
+        bPasses = false;
         break;
     case 'H':
         ipField = &pTime->tm_hour;
@@ -226,8 +231,11 @@ static void vApplyRequest(const char* cpTime, struct tm* pTime)
         iAmount = -1;
     else if (sscanf(cpTime + 1, " %d", &iAmount) != 1)
         return;
+    if (!bPasses)
+        pTime->tm_isdst = -1;
+    else if (pTime->tm_isdst < 0)
+        mktime(pTime); // tells whether it is summer
     vAddTime(ipField, iAmount);
-    pTime->tm_isdst = -1;
 }
 
 // Returns the local time tTime. A time that has no date becomes the last one of 32 bits, and the
@@ -251,8 +259,10 @@ char* time_get(char* cpTime)
     struct tm tmTime = tmLocalTime(time(nullptr));
     vTakeAbsoluteTime(cpTime, &tmTime);
     vApplyRequest(cpTime, &tmTime);
-    errno = 0;
-    if (mktime(&tmTime) == (time_t)-1 && errno != 0)
+    // The second before the epoch is a time like any other: the day of the week tells of a failure.
+    tmTime.tm_wday = -1;
+    mktime(&tmTime);
+    if (tmTime.tm_wday < 0)
         tmTime = tmLocalTime(INT32_MAX);
     // A year beyond 9999 makes the text longer than the answer; it is cut then.
     char szAnswer[64] = "";
