@@ -8,8 +8,9 @@
 // tgtd 1.0.85 adds up the page positions of a READ ELEMENT STATUS for all element types wrongly:
 // pages overlap, and the drives are written behind the end of its memory. Asked for one type at a
 // time it is right. So it is asked four times, and its own pages are put one behind the other as
-// SMC wants them. Each answer is 8 bytes short: without volume tags the last element of a type has
-// no source address.
+// SMC wants them, as far as the request allows. Each answer is 8 bytes short: without volume tags
+// the last element of a type has no source address.
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <dlfcn.h>
@@ -20,35 +21,53 @@
 
 static int (*giOneType)(int, void**);
 
+static uint32_t ui24(const uint8_t* cp)
+{
+    return cp[0] << 16 | cp[1] << 8 | cp[2];
+}
+
+static void v24(uint8_t* cp, uint32_t ui)
+{
+    cp[0] = ui >> 16;
+    cp[1] = ui >> 8;
+    cp[2] = ui;
+}
+
 // tgtd's command, in words of 8 bytes: 9 the reply buffer, 10 its size and the bytes sent (32 bits
 // each), 11 the bytes left, 18 the CDB.
 static int iAllTypes(int iHost, void** vppCommand)
 {
-    static uint8_t cAll[5 * 65536];
-    auto* const cpReply = static_cast<uint8_t*>(vppCommand[9]);
+    static uint8_t cAll[1 << 22], cPage[sizeof cAll]; // every 16-bit address, with volume tags
+    void* const pReply = vppCommand[9];
     auto* const cpCDB = static_cast<uint8_t*>(vppCommand[18]);
     auto* const uipSizes = reinterpret_cast<uint32_t*>(vppCommand + 10);
     const uint8_t cFlags = cpCDB[1];
+    const uint32_t uiSize = uipSizes[0], uiAllowed = ui24(cpCDB + 7);
     uint32_t uiEnd = 8;
     int iStatus = 0;
 
-    if ((cFlags & 15) != 0)
+    if ((cFlags & 15) != 0 || uiAllowed > uiSize)
         return giOneType(iHost, vppCommand);
+    vppCommand[9] = cPage;
+    v24(cpCDB + 7, sizeof cPage);
     for (int iType = 1; iType <= 4 && iStatus == 0; iType++) {
-        memset(cpReply, 0, uipSizes[0]);
+        uipSizes[0] = sizeof cPage;
         cpCDB[1] = cFlags | iType;
         iStatus = giOneType(iHost, vppCommand);
-        const uint32_t uiPage = 8 + cpReply[14] * 256 + cpReply[15];
-        memcpy(cAll + uiEnd, cpReply + 8, uiPage);
+        memset(cPage + uipSizes[1], 0, 8);
+        const uint32_t uiPage = 8 + ui24(cPage + 13);
+        memcpy(cAll + uiEnd, cPage + 8, uiPage);
         uiEnd += uiPage;
     }
+    vppCommand[9] = pReply;
+    v24(cpCDB + 7, uiAllowed);
     cpCDB[1] = cFlags;
+    uipSizes[0] = uiSize;
     if (iStatus == 0) {
-        cAll[6] = (uiEnd - 8) >> 8;
-        cAll[7] = uiEnd - 8;
-        memcpy(cpReply, cAll, uiEnd);
-        uipSizes[1] = uiEnd;
-        uipSizes[2] = uipSizes[0] - uiEnd;
+        v24(cAll + 5, uiEnd - 8);
+        uipSizes[1] = std::min(uiEnd, uiAllowed);
+        uipSizes[2] = uiSize - uipSizes[1];
+        memcpy(pReply, cAll, uipSizes[1]);
     }
     return iStatus;
 }
