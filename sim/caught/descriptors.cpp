@@ -173,19 +173,24 @@ CAUGHT ssize_t write(int iFd, const void* vpBuf, size_t uiCount)
     return iDone(iFileWrite(iFile, (const unsigned char*)vpBuf, uiCount), iErrno);
 }
 
-CAUGHT int ioctl(int iFd, unsigned long uiRequest, ...) noexcept
-{
-    va_list args;
-    va_start(args, uiRequest);
-    void* vpArg = va_arg(args, void*);
-    va_end(args);
-    const int iFile = iFileOf(iFd);
-    const int iErrno = errno;
-    if (iFile < 0)
-        return NEXT(ioctl)(iFd, uiRequest, vpArg);
-    gbInside = true;
-    return (int)iDone(iFileControl(iFile, uiRequest, vpArg), iErrno);
-}
+#define CATCH_IOCTL(f)                                                                             \
+    CAUGHT int f(int iFd, unsigned long uiRequest, ...) noexcept                                   \
+    {                                                                                              \
+        va_list args;                                                                              \
+        va_start(args, uiRequest);                                                                 \
+        void* vpArg = va_arg(args, void*);                                                         \
+        va_end(args);                                                                              \
+        const int iFile = iFileOf(iFd);                                                            \
+        const int iErrno = errno;                                                                  \
+        if (iFile < 0)                                                                             \
+            return NEXT(f)(iFd, uiRequest, vpArg);                                                 \
+        gbInside = true;                                                                           \
+        return (int)iDone(iFileControl(iFile, uiRequest, vpArg), iErrno);                          \
+    }
+CATCH_IOCTL(ioctl)
+#if __TIMESIZE == 32
+CATCH_IOCTL(__ioctl_time64) // of a 32-bit program with 64-bit times
+#endif
 
 // Forgets a descriptor that is about to be closed.
 static void vForget(int iFd)

@@ -167,7 +167,7 @@ ssize_t iFileWrite(int iFile, const unsigned char* cpBuf, size_t uiCount)
 
 static void vWaitUntil(int64_t i64When)
 {
-    const struct timespec strWhen = {i64When / 1000000000, i64When % 1000000000};
+    const struct timespec strWhen = {(time_t)(i64When / 1000000000), (long)(i64When % 1000000000)};
     while (i64Now() < i64When &&
            clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &strWhen, nullptr) == EINTR) {
     }

@@ -61,6 +61,18 @@ static unsigned uiMinorOf(const PLACE* pPlace)
     return (unsigned)pPlace->iNumber + (pPlace->eKind == PLACE_TAPE ? uiMINOR_NO_REWIND : 0);
 }
 
+// The beginning of what stat tells with 64-bit times, where those are not the rule: 32-bit programs
+// built with them call functions of other names.
+struct STAT_TIME64 {
+    uint64_t st_dev;
+    uint64_t st_ino;
+    uint32_t st_mode;
+    uint32_t st_nlink;
+    uint32_t st_uid;
+    uint32_t st_gid;
+    uint64_t st_rdev;
+};
+
 // What stat tells of a place: owner and times are those of a device that every machine has.
 template <typename STAT>
 static int iStat(const PLACE* pPlace, STAT* pOut, int (*iNext)(const char*, STAT*), bool bLink)
@@ -83,6 +95,10 @@ CATCH_STAT(stat, stat, false)
 CATCH_STAT(stat64, stat64, false)
 CATCH_STAT(lstat, stat, true)
 CATCH_STAT(lstat64, stat64, true)
+#if __TIMESIZE == 32
+CATCH_STAT(__stat64_time64, STAT_TIME64, false)
+CATCH_STAT(__lstat64_time64, STAT_TIME64, true)
+#endif
 
 #define CATCH_STATAT(f, TYPE, nextStat)                                                            \
     CAUGHT int f(int iFolder, const char* cpPath, struct TYPE* pOut, int iFlags) noexcept          \
@@ -94,6 +110,9 @@ CATCH_STAT(lstat64, stat64, true)
     }
 CATCH_STATAT(fstatat, stat, stat)
 CATCH_STATAT(fstatat64, stat64, stat64)
+#if __TIMESIZE == 32
+CATCH_STATAT(__fstatat64_time64, STAT_TIME64, __stat64_time64)
+#endif
 
 CAUGHT int statx(int iFolder, const char* cpPath, int iFlags, unsigned uiMask,
                  struct statx* pOut) noexcept
@@ -191,7 +210,8 @@ CAUGHT int mknod(const char* cpPath, mode_t mode, dev_t device) noexcept
 struct FOLDER {
     bool bOpen;
     char* cpNext;
-    struct dirent strEntry;
+    struct dirent strEntry; // the two kinds of an entry are the same where offsets have 64 bits
+    struct dirent64 strEntry64;
     char szNames[16 * iDEVICE_MAX];
 };
 static FOLDER strFolders[4];
@@ -236,10 +256,8 @@ CAUGHT DIR* opendir(const char* cpPath)
     return iDone(-iError, iErrno) == 0 ? (DIR*)pFree : nullptr;
 }
 
-// The two kinds of an entry are the same on machines of 64 bits.
-static struct dirent* pNextEntry(FOLDER* pFolder)
+template <typename ENTRY> static ENTRY* pNextEntry(FOLDER* pFolder, ENTRY* pEntry)
 {
-    struct dirent* pEntry = &pFolder->strEntry;
     const char* cpName = cpTakeLine(&pFolder->cpNext);
     if (cpName == nullptr)
         return nullptr;
@@ -254,14 +272,14 @@ static struct dirent* pNextEntry(FOLDER* pFolder)
 CAUGHT struct dirent* readdir(DIR* pHandle)
 {
     FOLDER* pFolder = pFolderOf(pHandle);
-    return pFolder != nullptr ? pNextEntry(pFolder) : NEXT(readdir)(pHandle);
+    return pFolder != nullptr ? pNextEntry(pFolder, &pFolder->strEntry) : NEXT(readdir)(pHandle);
 }
 
-static_assert(sizeof(struct dirent) == sizeof(struct dirent64));
 CAUGHT struct dirent64* readdir64(DIR* pHandle)
 {
     FOLDER* pFolder = pFolderOf(pHandle);
-    return pFolder != nullptr ? (struct dirent64*)pNextEntry(pFolder) : NEXT(readdir64)(pHandle);
+    return pFolder != nullptr ? pNextEntry(pFolder, &pFolder->strEntry64)
+                              : NEXT(readdir64)(pHandle);
 }
 
 CAUGHT int closedir(DIR* pHandle)

@@ -27,7 +27,7 @@ void vLog(int64_t i64At, const char* cpEvent, const char* cpPath, const char* cp
     strOut.iLen += vsnprintf(strOut.cp + strOut.iLen, uiRoom, cpFormat, args);
     va_end(args);
     vAdd(&strOut, "\n");
-    const int iFd = open(cpLog, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    const int iFd = open(cpLog, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_LARGEFILE, 0666);
     if (iFd < 0 || write(iFd, strOut.cp, (size_t)strOut.iLen) != strOut.iLen)
         vFatal("cannot write the log %s: %s", cpLog, strerror(errno));
     close(iFd);

@@ -78,3 +78,14 @@ def test_newcomer(lab):
     run = simulate(lab, "sh", "-c", "mvk 0030 m s:0 d:0", **home)
     assert run.stderr == OK and "(transport=1)" in run.stdout
     assert os.listdir(lab.home) == before
+
+
+def test_logs_beyond_2_gib(lab):
+    lab.trace_at(1)
+    for log in lab.home / "log0", lab.home / "lgc/kq_mvk.lgc":
+        log.touch()
+        os.truncate(log, 2**31)
+    process = lab.start("0030 e")
+    assert process.communicate()[1] == OK.encode()
+    for log in lab.home / "log0", lab.home / "lgc/kq_mvk.lgc":
+        assert log.stat().st_size > 2**31

@@ -8,6 +8,8 @@
 #include "scsi/operations.h"
 #include "scsi/second_executor.h"
 
+#include <scsi/sg.h>
+
 static const std::string szINQUIRY("\x12\0\0\0\5\0", 6);
 
 class Executor : public Product {
@@ -37,8 +39,10 @@ TEST_F(Executor, Input)
     vSelect(42, "ABC");
     EXPECT_EQ(iSend(szINQUIRY), 0);
     EXPECT_STREQ((char*)cBuf, "ABC");
-    EXPECT_EQ(szRead("sg").substr(0, 42),
-              std::string("\x2a\0\0\0\x27", 5) + std::string(31, 0) + szINQUIRY);
+    sg_header strHeader = {};
+    strHeader.pack_len = 42;
+    strHeader.reply_len = 39;
+    EXPECT_EQ(szRead("sg").substr(0, 42), std::string((char*)&strHeader, 36) + szINQUIRY);
     EXPECT_EQ(guiIoctl, 30000U);
 }
 
@@ -48,7 +52,7 @@ TEST_F(Executor, Output)
         vSelect(51, "ABC");
         EXPECT_EQ(iSend(szCDB), 0);
         EXPECT_STREQ((char*)cBuf, "dat");
-        EXPECT_EQ(szRead("sg")[16], 1);
+        EXPECT_EQ(((const sg_header*)szRead("sg").c_str())->twelve_byte, 1U);
         EXPECT_EQ(szRead("sg").substr(36, 15), szCDB + "dat");
     }
 }
