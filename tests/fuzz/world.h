@@ -75,6 +75,11 @@ inline int iFuzzCallOn(int iFD, bool bStaysOpen, ...)
     return iFuzzCall("");
 }
 
+inline mode_t iFuzzMask(mode_t)
+{
+    return 022;
+}
+
 inline int iFuzzOpen(const char* cpPath, ...)
 {
     const int iFD = iFuzzCall(cpPath) != 0 ? -1 : (int)strlen(gcOpen); // the lowest that is free
@@ -113,14 +118,15 @@ inline ssize_t iFuzzWrite(void* pOpen, const char* cpBuffer, size_t uiCount)
     return iFuzzCall("") != 0 ? 0 : (ssize_t)(uiCount - (cFuzzByte() == 1));
 }
 
-// What stands in the place of a file: a bit of the header makes every text file a named pipe. The
-// nodes are asked like any call.
+// What stands in the place of a file: a bit of the header makes every text file a named pipe,
+// another every folder one that is shared. The nodes are asked like any call.
 inline int iFuzzStatPath(const char* cpPath, struct stat* pStat)
 {
     if (strncmp(cpPath, "/dev/", 5) == 0)
         return iFuzzStat(iFuzzCall(cpPath), pStat);
     *pStat = {};
     pStat->st_mode = (gcHeader[2] & 0x40) != 0 ? S_IFIFO : S_IFREG;
+    pStat->st_mode |= (gcHeader[2] & 0x20) != 0 ? S_ISGID | S_IWGRP : 0;
     return 0;
 }
 
@@ -157,6 +163,9 @@ inline struct dirent* pFuzzEntry()
 #define close(iFD) iFuzzCallOn(iFD, false)
 #define fcntl(iFD, ...)                                                                            \
     (gcOpen[iFD] == '\0' ? -1 : (iFD) < 3 ? 0 : iFuzzCallOn(iFD, true, __VA_ARGS__))
+#define fchmod(iFD, iMode) iFuzzCallOn(iFD, true)
+#define geteuid() 0
+#define umask(iMode) iFuzzMask(iMode)
 #define ftruncate(iFD, iSize) iFuzzCallOn(iFD, true)
 #define ioctl(iFD, uiRequest, pValue) (uiFuzzBytes(pValue, sizeof(int)), iFuzzCallOn(iFD, true))
 #define read(...) iFuzzRead(__VA_ARGS__)

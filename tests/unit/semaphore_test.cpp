@@ -1,15 +1,22 @@
 // Semaphores between processes.
 #include "fixture.h"
 
+#include "cm_common.h"
 #include "cm_hal_semaphor.h"
 
 #include <fcntl.h>
 #include <filesystem>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 static const std::string szLOCK = "work/sem/s.sem";
+
+static mode_t iModeOf(const std::string& szFile)
+{
+    return (mode_t)std::filesystem::status(szFile).permissions();
+}
 
 class Semaphore : public Product {
 protected:
@@ -72,8 +79,49 @@ TEST_F(Semaphore, IsAcquiredAndReleased)
         EXPECT_EQ(szRead(szLOCK), "");
         EXPECT_EQ(strSema.hSema, 0);
     }
-    EXPECT_EQ((unsigned)std::filesystem::status(szLOCK).permissions(), 0644U);
-    EXPECT_EQ((unsigned)std::filesystem::status("work/sem").permissions(), 0775U);
+    EXPECT_EQ(iModeOf(szLOCK), 0644U);
+    EXPECT_EQ(iModeOf("work/sem"), 0775U);
+}
+
+TEST_F(Semaphore, NameStaysInItsFolder)
+{
+    v_COPY(strSema.szSema, sizeof(strSema.szSema), "0/../../s");
+    vWrite("ini/debug.ini", "KQ_SEM=1\n");
+    vWrite("ps", "");
+    EXPECT_EQ(iServe('+'), 1);
+    EXPECT_TRUE(std::filesystem::exists("work/sem/0!..!..!s.sem"));
+    EXPECT_TRUE(std::filesystem::exists("lgc/kq_sem_0!..!..!s.lgc"));
+    EXPECT_EQ(iServe('-'), 1);
+}
+
+// A folder, and the modes of a lock file that is made there and of one that was there with 0604.
+struct SHARED {
+    mode_t iFolder;
+    mode_t iMade;
+    mode_t iHealed;
+};
+
+TEST_F(Semaphore, BelongsToWhomItsFolderBelongs)
+{
+    umask(027);
+    for (const auto& [iFolder, iMade, iHealed] : {SHARED{02770, 0660, 0660},
+                                                  {02730, 0620, 0620},
+                                                  {02750, 0640, 0604},
+                                                  {0770, 0640, 0604}}) {
+        std::filesystem::remove_all("work/sem");
+        EXPECT_EQ(mkdir("work/sem", 0700) + chmod("work/sem", iFolder), 0);
+        EXPECT_TRUE(iServe('+') && iServe('-'));
+        EXPECT_EQ(iModeOf(szLOCK), iMade);
+        chmod(szLOCK.c_str(), 0604);
+        EXPECT_TRUE(iServe('+') && iServe('-'));
+        EXPECT_EQ(iModeOf(szLOCK), iHealed);
+        if (geteuid() != 0) // cannot give a file away
+            continue;
+        EXPECT_EQ(chown(szLOCK.c_str(), -1, 1) + chmod(szLOCK.c_str(), 0604), 0);
+        EXPECT_TRUE(iServe('+') && iServe('-'));
+        EXPECT_EQ(iModeOf(szLOCK), 0604U) << "a file of another group";
+    }
+    EXPECT_EQ(umask(0), 027U);
 }
 
 TEST_F(Semaphore, LiveHolder)
@@ -86,6 +134,9 @@ TEST_F(Semaphore, LiveHolder)
     strSema.hSema = 0;
     EXPECT_EQ(iServe('-'), 1);
     EXPECT_STREQ(strSema.szMsg, "4242 me");
+    vWrite(szLOCK, "1 \x1B[2J\t\xC3\xA4\nline");
+    EXPECT_EQ(iServe('?'), 1);
+    EXPECT_STREQ(strSema.szMsg, "1 ?[2J?\xC3\xA4");
     vWrite(szLOCK, "");
     EXPECT_EQ(iServe('?'), 1);
     EXPECT_STREQ(strSema.szMsg, "semaphore is locked but no process information available");

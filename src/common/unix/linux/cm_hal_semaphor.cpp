@@ -168,6 +168,18 @@ static int iRelease(const SEMA_CALL* pCall)
     return 1;
 }
 
+// Makes what others have written into a lock file fit for a line of a log or terminal: it ends with
+// its first line, and control characters are shown as "?".
+static void vMakePrintable(char* cpText)
+{
+    const char cDelete = 0x7F;
+    for (; *cpText != '\0' && *cpText != '\n'; cpText++) {
+        if ((unsigned char)*cpText < ' ' || *cpText == cDelete)
+            *cpText = '?';
+    }
+    *cpText = '\0';
+}
+
 // Opens the lock file for an inquiry. Returns -1 when hSema is open, otherwise the inquiry's
 // result.
 static int iOpenForInquiry(const SEMA_CALL* pCall)
@@ -219,6 +231,7 @@ static int iInquire(const SEMA_CALL* pCall)
         return iResult;
     const ssize_t iRead = read(pS->hSema, szHolder, iHOLDER_SIZE);
     if (iRead > 0) {
+        vMakePrintable(szHolder);
         v_COPY(pS->szMsg, sizeof(pS->szMsg), szHolder);
         TRACE_ABOVE(pCall->pOwn, 1, "[%6d] got (%d): %s", pCall->iPid, (int)iRead, szHolder);
     }
@@ -265,15 +278,19 @@ int i_SEMA(char cFunction, SCT_SEMA* pS, str_log strOldLog)
     str_log strOwn = strOldLog;
     SEMA_CALL strCall = {pS, &strOldLog, &strOwn, getpid(), ""};
     char szTraceFile[64];
+    char szFile[sizeof(pS->szSema)]; // the name as that of a file: it leads to no other folder
+    v_COPY(szFile, sizeof(szFile), pS->szSema);
+    for (char* cp = szFile; (cp = strchr(cp, '/')) != nullptr;)
+        *cp = '!';
     if (!bRevisionWritten) {
         TRACE_ABOVE(&strOldLog, 0, "%s", szREVISION);
         bRevisionWritten = true;
     }
     TRACE_ABOVE(&strOldLog, 0, "SEMA %c %s", cFunction, pS->szSema);
-    v_JOIN(szTraceFile, sizeof(szTraceFile), "kq_sem_", pS->szSema, ".lgc");
+    v_JOIN(szTraceFile, sizeof(szTraceFile), "kq_sem_", szFile, ".lgc");
     v_set_log_main(szTraceFile, "KQ_SEM", &strOwn);
     TRACE_ABOVE(&strOwn, 0, "+++ SEMA [%6d] %c %s", strCall.iPid, cFunction, pS->szSema);
-    v_JOIN(strCall.szPath, sizeof(strCall.szPath), "gv_rw_work:sem/", pS->szSema, ".sem");
+    v_JOIN(strCall.szPath, sizeof(strCall.szPath), "gv_rw_work:sem/", szFile, ".sem");
     resolve_path(strCall.szPath, sizeof(strCall.szPath));
     TRACE_ABOVE(&strOwn, 1, "sema file name: '%s'", strCall.szPath);
     const int iResult = iServe(cFunction, &strCall);

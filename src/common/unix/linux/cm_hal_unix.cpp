@@ -131,6 +131,8 @@ static bool bReadVariable(const char* cpFile, const char* cpName, char* cpValue)
 {
     char szBuf[iGLBV_VALUE_SIZE] = "";
     FILE* fdIn = fpOpenFile(cpFile, "r+");
+    if (fdIn == nullptr && (errno == EACCES || errno == EROFS))
+        fdIn = fpOpenFile(cpFile, "r"); // a variable that is the administrator's
     if (fdIn == nullptr) {
         const int iErrno = errno;
         v_JOIN(cpValue, iGLBV_VALUE_SIZE, "?? GLBV ", cpName, " not existing");
