@@ -2,15 +2,15 @@
 
 From the top down; each stands on those below its line.
 
-    json_command, capture_command    the commands: options, what is printed
-    verify, library_map, twin        moves judged, a library drawn, a library described
-    library                          what a library holds, and whether a move did what it should
-    ask                              one question to mvk, and its answer as an object
-    reports, *_reports               mvk's report of each operation, read
-    process, devices, command        mvk as a process; what sysfs knows; what commands share
-
-mvk's two streams are bytes. They are read as ISO 8859-1, so that any byte is one character and
-nothing that a device or a user sends gets lost or ends as bad JSON.
+    json_command, capture_command           the commands: options, what is printed
+    verify, settings, library_map, twin     moves and settings judged, a library drawn or described
+    library                                 what a library holds, and whether a move did its work
+    ask                                     one question to mvk, and its answer as an object
+    reports, *_reports                      mvk's report of each operation, read
+    process, devices, command               mvk as a process, what sysfs knows, what commands share
 """
 
 VERSION = "@PROJECT_VERSION@"
+
+# Rises when a member of an object gets another meaning or goes.
+FORMAT = 1

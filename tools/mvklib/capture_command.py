@@ -8,7 +8,7 @@ import os
 import re
 import sys
 
-from .ask import run_mvk
+from .ask import ask as ask_mvk
 
 USAGE = "usage: mvk-capture [--no-labels] >FILE"
 NO_LABELS = "--no-labels"
@@ -17,7 +17,7 @@ FAILED = 1
 
 def ask(*args):
     """What mvk says; names a question that failed."""
-    answer = run_mvk(list(args))
+    answer = ask_mvk(list(args))
     if answer["status"]:
         print(f"mvk-capture: mvk {' '.join(args)}: {answer['message']}", file=sys.stderr)
     return answer

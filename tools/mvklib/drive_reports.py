@@ -3,26 +3,26 @@
 import re
 
 from .library_reports import parse_counts
-from .texts import hexadecimal, take
+from .texts import bounded, hexadecimal, take
 
 
 def block_length(text):
     """The value of block_length, whose 0 is explained."""
-    return int(text.removesuffix(" (variable)"))
+    return bounded(text.removesuffix(" (variable)"))
 
 
 # The fields of a drive's status and how their values are read.
 STATUS_FIELDS = {
     "medium_type": str,
     "internal_status_byte": hexadecimal,
-    "cleaning_bit": int,
-    "load": int,
-    "buffered_mode": int,
+    "cleaning_bit": bounded,
+    "load": bounded,
+    "buffered_mode": bounded,
     "block_length": block_length,
     "media_type": str,
-    "write_protect": int,
+    "write_protect": bounded,
     "density_code": hexadecimal,
-    "compression": int,
+    "compression": bounded,
 }
 
 FIELD = re.compile(r"^(\w+)=((?!\().*)\n", re.MULTILINE)

@@ -7,6 +7,8 @@ import sys
 
 from .library import list_library, reference
 
+NOTHING_LISTED = 20
+
 FULL_COLOUR, EMPTY_COLOUR, NO_COLOUR = "\033[1;32m", "\033[2m", "\033[0m"
 
 
@@ -14,9 +16,10 @@ def element_text(element, names):
     """What a map says of an element; nothing in it steers a terminal."""
     if not element["full"]:
         return "-"
-    label = re.sub(r"[^ -~]", "?", element["label"]) or "full"
+    label = re.sub(r"[^ -~]", "?", element["label"] or "full")
     source = element["source"]
-    came = f" < {names.get(source, source)}" if source and element["kind"] != "slot" else ""
+    known = source is not None and element["kind"] != "slot"
+    came = f" < {names.get(source, source)}" if known else ""
     return label + came
 
 
@@ -48,14 +51,17 @@ def draw(elements, width, colour):
 
 
 def map_library(device):
-    """Prints the map; returns the status of the listing."""
+    """Prints the map; returns the status of the listing, another one when that is empty."""
     listing = list_library(device)
     for line in listing["warnings"] + listing["lines"]:
         print(re.sub(r"[^ -~]", "?", line), file=sys.stderr)
     if listing["status"]:
         print(f"mvk-json: {listing['name']}: {listing['message']}", file=sys.stderr)
+    elif not listing.get("elements"):
+        print(f"mvk-json: {device} lists no elements", file=sys.stderr)
     width = max(40, shutil.get_terminal_size().columns)
-    colour = sys.stdout.isatty() and "NO_COLOR" not in os.environ
+    plain = "NO_COLOR" in os.environ or os.environ.get("TERM") == "dumb"
+    colour = sys.stdout.isatty() and not plain
     for line in draw(listing.get("elements", []), width, colour):
         print(line)
-    return listing["status"]
+    return listing["status"] or (0 if listing.get("elements") else NOTHING_LISTED)

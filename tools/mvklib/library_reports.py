@@ -7,6 +7,7 @@ such a text.
 
 import re
 
+from .devices import NOTHING_KNOWN, find_device, known_devices
 from .texts import numbers, take
 
 KINDS = {"Transport": "transport", "Slot": "slot", "Port": "port", "Drive": "drive"}
@@ -18,21 +19,30 @@ SCANNED = re.compile(
 )
 
 
+def identities(ids):
+    """What the system knows of each of these IDs in the order of a scan. A device that came or went
+    meanwhile shifts the order; then only an ID that is one device's tells it."""
+    devices = known_devices()
+    if [device["id"] for device in devices] == ids:
+        return devices
+    return [find_device(word, devices) or NOTHING_KNOWN for word in ids]
+
+
 def parse_scan(text, _args):
     """scan: the devices; fields have the width of the kernel's listing."""
     matches, rest = take(SCANNED, text)
     devices = []
-    for match in matches:
+    for match, known in zip(matches, identities([match[1] for match in matches])):
         words = match[3] if match[2] else match[6]
         device = {
+            **known,
             "id": match[1],
             "type": (match[2] or match[5]).rstrip(": ").lower(),
             "vendor": words[1:9].rstrip(" "),
             "product": words[10:26].rstrip(" "),
         }
-        if match[2]:
-            device["revision"] = words[27:].rstrip(" ")
-            device["device"] = None if match[4].endswith("?") else match[4]
+        device["revision"] = words[27:].rstrip(" ") if match[2] else None
+        device["device"] = match[4] if match[2] and not match[4].endswith("?") else None
         devices.append(device)
     return {"devices": devices}, rest
 
@@ -44,16 +54,17 @@ IDENTIFIED = re.compile(
 )
 
 
-def parse_inquiry(text, _args):
-    """i: the device."""
+def parse_inquiry(text, args):
+    """i: the device. The report says the device file, the caller said some name."""
     matches, rest = take(IDENTIFIED, text)
+    known = known_devices() if matches else []
     devices = []
     for match in matches:
         names = ("vendor", "product", "revision", "device")
-        device = {"type": match[1].rstrip(": ").lower()}
+        device = find_device(match[5], known) or find_device(args[0], known) or NOTHING_KNOWN
+        device = {**device, "type": match[1].rstrip(": ").lower()}
         device.update(zip(names, (field.rstrip(" ") for field in match.group(2, 3, 4, 5))))
-        if match[6]:
-            device["loader_present"] = match[6] == "loader present"
+        device["loader_present"] = match[6] == "loader present" if match[6] else None
         devices.append(device)
     return {"devices": devices}, rest
 
@@ -85,21 +96,34 @@ ELEMENT = re.compile(
 DRIVE_ID = re.compile(r"^ID=(\S+) Tape Drive (\d{1,9}) in Loader (\S+)\n", re.MULTILINE)
 
 
+def parse_drives(text):
+    """e scsi: the IDs that the loader makes of its drives, and the devices that have them."""
+    matches, rest = take(DRIVE_ID, text)
+    known = [device for device in known_devices() if device["tape"]] if matches else []
+    drives = []
+    for match in matches:
+        device = find_device(match[1], known) or NOTHING_KNOWN
+        loader = {"id": match[1], "number": int(match[2]), "loader": match[3]}
+        drives.append({**device, **loader})
+    return {"drives": drives}, rest
+
+
 def parse_elements(text, args):
-    """e and l: the elements, or the IDs of the drives."""
+    """e and l: the elements, or the drives. A source of 0 stands for none, unless an element has
+    that address."""
     if args[2:3] == ["scsi"]:
-        matches, rest = take(DRIVE_ID, text)
-        names = ("id", "number", "loader")
-        drives = [dict(zip(names, match.groups())) for match in matches]
-        return {"drives": [{**drive, "number": int(drive["number"])} for drive in drives]}, rest
+        return parse_drives(text)
     matches, rest = take(ELEMENT, text)
     elements = []
     for match in matches:
         element = {"kind": KINDS[match[1][:10].rstrip(" ")]}
         element.update(zip(("number", "address", "source", "full"), numbers(match[1])))
         element["full"] = element["full"] == 1
-        element["label"] = match[2].rstrip(" ")
+        element["label"] = match[2].rstrip(" ") or None
         elements.append(element)
+    if all(element["address"] for element in elements):
+        for element in elements:
+            element["source"] = element["source"] or None
     return {"elements": elements}, rest
 
 
@@ -108,11 +132,17 @@ TRY_MOVE = re.compile(
 )
 
 
-def address_of(text):
-    """The element address that a number stands for: read as a C long, and 16 bits of it."""
+def c_number(text, bits):
+    """A number as mvk reads it, so many bits of it: a C long from the digits at the start of a
+    text, 0 without any."""
     match = re.match(r"[ \t-\r]*([+-]?)0*(\d{1,20})", text)
     number = int(match[1] + match[2]) if match else 0
-    return max(-(2**63), min(number, 2**63 - 1)) & 0xFFFF
+    return max(-(2**63), min(number, 2**63 - 1)) & (1 << bits) - 1
+
+
+def address_of(text):
+    """The element address that a number stands for."""
+    return c_number(text, 16)
 
 
 def move_data(words, moved):

@@ -2,17 +2,19 @@
 
 import re
 
+DATA_MAX = 65535 + 2  # the length of a reply has 16 bits, and does not count itself
+
 LINE = re.compile(r"[^\n]*\n?")
 
-PAGE_TITLE = re.compile(r"-{35}\n(.*) LEN=(\d+)\n")
+PAGE_TITLE = re.compile(r"-{35}\n(.*) LEN=(\d{1,5})\n")
 
-PAGE_BYTE = re.compile(r"\[(\d+)(?:/\d+)?\] ([\da-f]{1,2})\n")
+PAGE_BYTE = re.compile(r"\[(\d{1,5})(?:/\d{1,5})?\] ([\da-f]{1,2})\n")
 
-PAGE_CHARACTER = re.compile(r"\[(\d+)/\d+\] (?s:(.))\n")
+PAGE_CHARACTER = re.compile(r"\[(\d{1,5})/\d{1,5}\] (?s:(.))\n")
 
 TEXT_PAGES = ' !"#,'  # the codes of the pages whose bytes are printed as characters
 
-PAGE_FIELD = re.compile(r"([A-Z ()]+)[=:](\d+)(?: \(0 MEANS VAR BLOCK LEN\))?\n")
+PAGE_FIELD = re.compile(r"([A-Z ()]+)[=:](\d{1,8})(?: \(0 MEANS VAR BLOCK LEN\))?\n")
 
 PAGE_FIELDS = {
     "DATA LEN": "data_length",
@@ -25,7 +27,7 @@ PAGE_FIELDS = {
 }
 
 PAGE_HEADING = re.compile(
-    r"(?:(\d+) BYTES PARAMETER LIST|BLOCK DESCRIPTOR|PAGE DESCRIPTOR|DATA BLOCK\(S\))\n"
+    r"(?:(\d{1,5}) BYTES PARAMETER LIST|BLOCK DESCRIPTOR|PAGE DESCRIPTOR|DATA BLOCK\(S\))\n"
 )
 
 
@@ -62,7 +64,8 @@ def parse_pages(text, _args):
     mode, image, titles, rest = read_page_dump(text)
     if "data_length" not in mode:
         return {}, text
-    data = bytes(image.get(index, 0) for index in range(mode["data_length"]))
+    length = min(mode["data_length"], DATA_MAX)
+    data = bytes(image.get(index, 0) for index in range(length))
     start = mode["header_length"] + 8 * mode.get("descriptors", 0)
     if len(data) > start + 1 and data[start]:  # the first page is printed without a title
         titles.insert(0, (start, None, data[start + 1]))

@@ -9,10 +9,20 @@ def take(pattern, text):
 
 
 def hexadecimal(text):
-    """A number in hexadecimal."""
+    """A byte in hexadecimal, with 0x or without. Raises ValueError for anything else."""
+    if not re.fullmatch(r"(?:0x)?[\da-f]{1,2}", text):
+        raise ValueError(text)
     return int(text, 16)
 
 
 def numbers(text):
     """All decimal numbers in a text."""
     return [int(word) for word in re.findall(r"\d+", text)]
+
+
+def bounded(text):
+    """A decimal number. Raises ValueError for one that is larger than any that mvk has from a
+    device: such a line is a text of the device's."""
+    if len(text) > 10:
+        raise ValueError(text)
+    return int(text)
