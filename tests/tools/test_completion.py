@@ -1,6 +1,6 @@
 # Completion for bash: what is offered behind a command line.
 import pytest
-from conftest import ROOT
+from companions import ROOT, lab
 
 OPERATIONS = set("i s e l hm m u L r a p I c get_eeprom set_eeprom erase read get set".split())
 DEVICES = set("0030 /dev/sg1 0040 /dev/sg2 0050 /dev/sg3".split())

@@ -6,7 +6,7 @@ import subprocess
 import time
 
 import pytest
-from conftest import VALIDATOR
+from companions import VALIDATOR, lab
 
 IDENTITY = {"vendor": "EXAMPLE", "product": "TAPE DRIVE 1", "revision": "2107"}
 TAPE = {"id": "0040", "address": "0:0:4:0", "type": "tape", **IDENTITY, "device": "/dev/nst0",

@@ -1,4 +1,5 @@
 # mvk-capture: what it asks, and the twin of a library beside the library.
+from companions import lab
 
 
 def test_the_twin_lists_the_same(lab):

@@ -1,5 +1,6 @@
 # mvk-json --verify: moves and settings that are made, refused by the device, or not sent at all.
 import pytest
+from companions import lab
 
 MOVE_MEDIUM, MODE_SELECT = "a5", "15"
 COUNTS = "1x1,8x4100,2x16,2x256"  # an override: slot 0 is at 4100
