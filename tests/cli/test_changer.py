@@ -175,6 +175,38 @@ def test_override(lab, value, counts, operands, addresses):
     lab.expect(f"0030 m {operands}", stdout + moved(*addresses), 0, sent, replies=[MIXED])
 
 
+# Answers to INITIALIZE ELEMENT STATUS, and how often it is sent.
+ANSWERS = {
+    "attention": (["check 06 29 00"], 2),
+    "attention in the other formats": (["status 02 f0 00 16", "status 02 72 46 28 00"], 3),
+    "attention for ever": (["check 06 29 00"] * 4, 4),
+    "another key": (["check 02 04 01"], 1),
+    "an error of a command before": (["status 02 71 00 06"], 1),
+    "sense data without the status": (["status 00 70 00 06"], 1),
+    "attention, then no answer": (["check 06 29 00", "read EIO"], 2),
+}
+
+
+@pytest.mark.parametrize("replies, count", ANSWERS.values(), ids=ANSWERS)
+def test_what_has_not_begun_is_sent_again(lab, replies, count):
+    lab.trace_at(1)
+    sent = ["sg1 07 00 00 00 00 00 [36]"] * count
+    failed = "iLinuxScsiCmd() Error read from /dev/sg1\n" * ("read" in replies[-1])
+    label = "INITIALIZE ELEMENT STATUS for LOADER\n"
+    run = lab.run("0030 I", replies)
+    assert (run.stdout, run.status) == (f"TRY {label}{failed}DONE {label}", 3 * bool(failed))
+    assert run.commands == sent
+    assert lab.read("lgc/kq_mvk.lgc").count("iLinuxScsiCmd 0x7: unit attention") == count - 1
+    assert len([event for event in run.events if event.name == "open"]) == 2
+
+
+@pytest.mark.parametrize("code, status, count", [("28 00", 5, 1), ("29 00", 0, 2)])
+def test_another_medium_is_not_erased(lab, code, status, count):
+    sent = ["sg2 19 03 00 00 00 00 [55]"] * count
+    run = lab.expect("0040 erase", "", status, sent, replies=[f"check 06 {code}"])
+    assert ("Not erased: " in run.stderr) == (status == 5)
+
+
 @pytest.mark.parametrize("args", ["0030 m s:0 d:0", "0030 hm 4096 256 1"])
 def test_failed_move(lab, args):
     stdout = "Try...\niLinuxScsiCmd() Error read from /dev/sg1\n"

@@ -1,6 +1,7 @@
 // The one road to a device: sends a command through the generic SCSI driver and reads the answer.
 #include "device/selection.h"
 #include "mvk.h"
+#include "scsi/bytes.h"
 #include "scsi/sense.h"
 
 #include "cm_common.h"
@@ -14,6 +15,16 @@
 #include <unistd.h>
 
 static const int iHEADER_SIZE = sizeof(struct sg_header);
+
+// What is looked at in the header of an answer: SAM's status as the driver shifts it, SPC's sense
+// key and additional sense code (NOT READY TO READY CHANGE, MEDIUM MAY HAVE CHANGED).
+static const int iCHECK_CONDITION = 0x01;
+static const int iUNIT_ATTENTION = 0x06;
+static const int iMEDIUM_CHANGED = 0x28;
+
+static const unsigned char cERASE = 0x19;
+static const int iMAX_REPEATS = 3;
+static const int iNO_ATTENTION = -1;
 
 // One command on its way, and where its answer goes.
 struct SCSI_REQUEST {
@@ -60,9 +71,10 @@ static void vSetTimeout(const SCSI_REQUEST* pRequest)
         printf("iLinuxScsiCmd() timeout=%d ms for %s\n", iTimeout_ms, gszDev);
 }
 
-// The request header is what the checks below look at, as it was written: its result is 0 and its
-// sense area empty, so that only calls that fail or fall short are errors here. The device's own
-// answer, in the header that is read, is left to the operations.
+// Only calls that fail or fall short are errors here: the device's verdict, in the header that is
+// read, is left to the operations, which judge a reply by its data. What the decoder of sense data
+// and the caller are given comes from the header as it was sent, where all of that is zero. One
+// verdict is acted on: after UNIT ATTENTION the device has not begun, see iAwaitAnswer.
 
 // Writes header and CDB; data behind them is counted in the header but never sent. Returns 0 or
 // IOCTL_ERROR.
@@ -72,7 +84,7 @@ static int iWriteRequest(const SCSI_REQUEST* pRequest, const struct sg_header* s
     errno = 0; // a short write leaves it alone
     const int iTransferBytes = (int)write(pRequest->iFD, pRequest->szIO, (size_t)iWriteLength);
     const int iErrno = errno;
-    if (iTransferBytes == iWriteLength && sg_hd->result == 0)
+    if (iTransferBytes == iWriteLength)
         return 0;
     printf("iLinuxScsiCmd() Error write to %s\n", gszDev);
     printf("iLinuxScsiCmd() iTransferBytes %d, pack_len %d, result %c\n", iTransferBytes,
@@ -81,37 +93,25 @@ static int iWriteRequest(const SCSI_REQUEST* pRequest, const struct sg_header* s
     return IOCTL_ERROR;
 }
 
-// Reads the answer; whatever data arrived goes to the caller. Returns 0 or IOCTL_ERROR.
-static int iReadAnswer(const SCSI_REQUEST* pRequest, const struct sg_header* sg_hd)
+// Reads the answer; *ipTransferBytes is how much of it arrived, negative for nothing. Returns 0 or
+// IOCTL_ERROR.
+static int iReadAnswer(const SCSI_REQUEST* pRequest, const struct sg_header* sg_hd,
+                       ssize_t* ipTransferBytes)
 {
-    const ssize_t iTransferBytes =
-        read(pRequest->iFD, pRequest->szAnswer, (size_t)sg_hd->reply_len);
-    const ssize_t iData = iTransferBytes - iHEADER_SIZE;
-    if (iData > 0)
-        memcpy(pRequest->cpBuf, pRequest->szAnswer + iHEADER_SIZE,
-               (size_t)(iData < pRequest->iBufSize ? iData : pRequest->iBufSize));
-    if (iTransferBytes == sg_hd->reply_len && sg_hd->result == 0)
+    *ipTransferBytes = read(pRequest->iFD, pRequest->szAnswer, (size_t)sg_hd->reply_len);
+    if (*ipTransferBytes == sg_hd->reply_len)
         return 0;
     printf("iLinuxScsiCmd() Error read from %s\n", gszDev);
     return IOCTL_ERROR;
 }
 
-// Hands the sense area of the header to the decoder. Returns MODESENSE_ERROR for a current error in
-// fixed format, otherwise 0.
-static int iExamineSense(const struct sg_header* sg_hd, int iReport)
+// Gives the caller what arrived of iTransferBytes behind the header.
+static void vDeliver(const SCSI_REQUEST* pRequest, ssize_t iTransferBytes)
 {
-    vScsiSenseData(sg_hd->sense_buffer, iReport);
-    return sg_hd->sense_buffer[0] == 0x70 ? MODESENSE_ERROR : 0;
-}
-
-// Copies sense bytes up to the first zero and fills the rest of cpSense with zeros.
-static void vCopySense(const struct sg_header* sg_hd, unsigned char* cpSense, int iSenseSize)
-{
-    bool bEnded = false;
-    for (int i = 0; i < iSenseSize; i++) {
-        bEnded = bEnded || i >= (int)sizeof(sg_hd->sense_buffer) || sg_hd->sense_buffer[i] == 0;
-        cpSense[i] = bEnded ? 0 : sg_hd->sense_buffer[i];
-    }
+    const ssize_t iData = iTransferBytes - iHEADER_SIZE;
+    if (iData > 0)
+        memcpy(pRequest->cpBuf, pRequest->szAnswer + iHEADER_SIZE,
+               (size_t)(iData < pRequest->iBufSize ? iData : pRequest->iBufSize));
 }
 
 // Traces every byte of cpBytes that is not zero, behind cpName.
@@ -134,6 +134,51 @@ static void vTraceExchange(const SCSI_REQUEST* pRequest, const struct sg_header*
     vTraceBytes("szIO", pRequest->szIO, pRequest->iCDBSize + pRequest->iBufSize + iHEADER_SIZE);
 }
 
+// The additional sense code and qualifier, one number, of an answer that says UNIT ATTENTION: the
+// device reports what has happened to it, and has not begun. Any other answer gives iNO_ATTENTION.
+// Sense data in fixed (70h, with or without the valid bit) or descriptor format (72h): SPC.
+static int iAttentionOf(const unsigned char* szAnswer)
+{
+    struct sg_header sg_hd;
+    memcpy(&sg_hd, szAnswer, sizeof(sg_hd));
+    const unsigned char* cpSense = sg_hd.sense_buffer;
+    const bool bFixed = (cpSense[0] & 0x7F) == 0x70;
+    const bool bDescriptor = (cpSense[0] & 0x7F) == 0x72;
+    if (sg_hd.target_status != iCHECK_CONDITION || (!bFixed && !bDescriptor))
+        return iNO_ATTENTION;
+    if ((cpSense[bFixed ? 2 : 1] & 0x0F) != iUNIT_ATTENTION)
+        return iNO_ATTENTION;
+    return (int)uiGet16(cpSense + (bFixed ? 12 : 2));
+}
+
+// Reads the answer to a request that is on its way. After UNIT ATTENTION the request goes out
+// again, iMAX_REPEATS times at most; but what destroys data does not reach another medium than the
+// one that was there at the last command. Returns 0, IOCTL_ERROR or MODESENSE_ERROR.
+static int iAwaitAnswer(const SCSI_REQUEST* pRequest, const struct sg_header* sg_hd)
+{
+    ssize_t iTransferBytes = 0;
+    int iStatus = iReadAnswer(pRequest, sg_hd, &iTransferBytes);
+    for (int iRepeat = 1; iStatus == 0; iRepeat++) {
+        const int iAttention = iAttentionOf(pRequest->szAnswer);
+        if (pRequest->cpCDB[0] == cERASE && iAttention >> 8 == iMEDIUM_CHANGED) {
+            fprintf(stderr, "Not erased: the medium may be another one than at the last command. "
+                            "Look at it first, then repeat.\n");
+            return MODESENSE_ERROR;
+        }
+        if (iAttention == iNO_ATTENTION || iRepeat > iMAX_REPEATS)
+            break;
+        TRACE_ABOVE(&strLog, 0, "iLinuxScsiCmd 0x%x: unit attention %02x %02x, sent again",
+                    pRequest->cpCDB[0], (unsigned int)iAttention >> 8,
+                    (unsigned int)iAttention & 0xFF);
+        iTransferBytes = 0;
+        iStatus = iWriteRequest(pRequest, sg_hd);
+        if (iStatus == 0)
+            iStatus = iReadAnswer(pRequest, sg_hd, &iTransferBytes);
+    }
+    vDeliver(pRequest, iTransferBytes);
+    return iStatus;
+}
+
 // The exchange on the open device. Returns 0, IOCTL_ERROR or MODESENSE_ERROR.
 static int iExchange(const SCSI_REQUEST* pRequest, int iIOFlag, unsigned char* cpSense,
                      int iSenseSize)
@@ -151,15 +196,14 @@ static int iExchange(const SCSI_REQUEST* pRequest, int iIOFlag, unsigned char* c
     memcpy(pRequest->szIO, &sg_hd, sizeof(sg_hd));
     if (iWriteRequest(pRequest, &sg_hd) != 0)
         return IOCTL_ERROR;
-    const int iStatus = iExamineSense(&sg_hd, pRequest->iReport);
-    vCopySense(&sg_hd, cpSense, iSenseSize);
+    vScsiSenseData(sg_hd.sense_buffer, pRequest->iReport);
+    memset(cpSense, 0, (size_t)iSenseSize);
     if (pRequest->iReport == REPORT_DEBUG) {
         printf("iLinuxScsiCmd() after write op sg_hd->result=%d\n", sg_hd.result);
         printf("iLinuxScsiCmd() gszCurCmd=%s\n", gszCurCmd);
     }
-    if (iReadAnswer(pRequest, &sg_hd) != 0)
-        return IOCTL_ERROR;
-    if (pRequest->iReport == REPORT_DEBUG)
+    const int iStatus = iAwaitAnswer(pRequest, &sg_hd);
+    if (iStatus == 0 && pRequest->iReport == REPORT_DEBUG)
         vTraceExchange(pRequest, &sg_hd);
     return iStatus;
 }
