@@ -1,6 +1,6 @@
-// Catches the C library's file calls. Those on the kernel's SCSI listing, on /dev/sg<n>, on
-// /dev/nst<n> and on their folders in sysfs go to the simulated library, all others to the C
-// library as they are. Here: opening, and what is done with a descriptor.
+// Catches the C library's file calls. Those on the kernel's SCSI listing, on the nodes of SCSI
+// devices and on their folders in sysfs go to the simulated library, all others to the C library as
+// they are. Here: opening, and what is done with a descriptor.
 #include "catch.h"
 
 #include "world/scenario.h"
@@ -53,13 +53,6 @@ CAUGHT void _exit(int iStatus)
     abort(); // never reached
 }
 
-bool bCatch(const char* cpPath, PLACE* pPlace)
-{
-    const char* volatile cpGiven = cpPath; // the headers promise that it is never null
-    return !gbInside && cpGiven != nullptr && cpPath[0] == '/' &&
-           strchr("dps", cpPath[1]) != nullptr && bPlace(cpPath, pPlace);
-}
-
 ssize_t iDone(ssize_t iResult, int iErrno)
 {
     gbInside = false;
@@ -71,6 +64,14 @@ ssize_t iDone(ssize_t iResult, int iErrno)
 static int iFileOf(int iFd)
 {
     return (unsigned)iFd < uiFD_MAX ? gcFile[iFd] - 1 : -1;
+}
+
+bool bOpenNumber(int iFd, DEVICE_NUMBER* pNumber)
+{
+    const int iFile = iFileOf(iFd);
+    if (iFile >= 0)
+        *pNumber = strFileNumber(iFile);
+    return iFile >= 0;
 }
 
 // Notes what stands behind a descriptor that the kernel has just given; what was noted before has
@@ -103,8 +104,8 @@ static int iOpen(const char* cpPath, const PLACE* pPlace, int iFlags)
     {                                                                                              \
         TAKE_MODE(mode, iFlags);                                                                   \
         PLACE strPlace;                                                                            \
-        return bCatch(cpPath, &strPlace) ? iOpen(cpPath, &strPlace, iFlags)                        \
-                                         : iNote(NEXT(f)(cpPath, iFlags, mode), -1);               \
+        return bCatchLink(cpPath, &strPlace) ? iOpen(cpPath, &strPlace, iFlags)                    \
+                                             : iNote(NEXT(f)(cpPath, iFlags, mode), -1);           \
     }
 CATCH_OPEN(open)
 CATCH_OPEN(open64)
@@ -114,8 +115,8 @@ CATCH_OPEN(open64)
     {                                                                                              \
         TAKE_MODE(mode, iFlags);                                                                   \
         PLACE strPlace;                                                                            \
-        return bCatch(cpPath, &strPlace) ? iOpen(cpPath, &strPlace, iFlags)                        \
-                                         : iNote(NEXT(f)(iFolder, cpPath, iFlags, mode), -1);      \
+        return bCatchLink(cpPath, &strPlace) ? iOpen(cpPath, &strPlace, iFlags)                    \
+                                             : iNote(NEXT(f)(iFolder, cpPath, iFlags, mode), -1);  \
     }
 CATCH_OPENAT(openat)
 CATCH_OPENAT(openat64)
@@ -139,7 +140,7 @@ CAUGHT int __open64_2(const char* cpPath, int iFlags)
         if (!bCatch(cpPath, &strPlace))                                                            \
             return NEXT(f)(cpPath, cpMode);                                                        \
         errno = EINVAL;                                                                            \
-        const int iFd = strPlace.eKind < PLACE_SG ? iOpen(cpPath, &strPlace, O_RDONLY) : -1;       \
+        const int iFd = strPlace.eKind != PLACE_NODE ? iOpen(cpPath, &strPlace, O_RDONLY) : -1;    \
         return iFd < 0 ? nullptr : fdopen(iFd, "r");                                               \
     }
 CATCH_FOPEN(fopen)

@@ -3,14 +3,13 @@
 #define MVK_SIM_FILES_H
 
 #include "place.h"
-#include "world/text.h"
 
 #include <sys/types.h>
 
-// node.cpp: by their paths
+// opening.cpp: by their paths
 
-// Whether a place exists.
-bool bFileExists(const PLACE* pPlace);
+// Whether a place exists. A node has its number in *pNumber then.
+bool bFileExists(const PLACE* pPlace, DEVICE_NUMBER* pNumber);
 
 // Opens a place. Returns a descriptor, or -1 with errno; *ipFile is its place among the open
 // devices, -1 for a text.
@@ -22,20 +21,22 @@ int iFileText(const char* cpPath, const PLACE* pPlace, OUT* pOut);
 
 // mknod of a tape node: the drive with this number among the tape drives gets its node back.
 // Returns 0 or an error number.
-int iFileMake(const char* cpPath, int iNumber, unsigned uiMajor, unsigned uiMinor);
+int iFileMake(const PLACE* pPlace, unsigned uiMajor, unsigned uiMinor);
 
-// generic.cpp: open devices, by their place among them
+// files.cpp: open devices, by their place among them
 
-// Notes an open device, of kind PLACE_SG or PLACE_TAPE. Returns its place, -1 when too many are
-// open.
-int iFileNew(const char* cpPath, PLACE_KIND eKind, int iDevice);
+// Notes an open device. Returns its place, -1 when too many are open.
+int iFileNew(const char* cpPath, const NODE* pNode, const DEVICE_NUMBER* pNumber, int iDevice);
 
 // Notes another descriptor; notes that descriptor iFd is closed.
 void vFileShare(int iFile);
 void vFileClose(int iFile, int iFd);
 
-// A request, its answer, and the requests of ioctl. Return what the system call returns, or a
-// negative error number.
+// The number of the node that was opened.
+DEVICE_NUMBER strFileNumber(int iFile);
+
+// Reading, writing, and the requests of ioctl. Return what the system call returns, or a negative
+// error number.
 ssize_t iFileWrite(int iFile, const unsigned char* cpBuf, size_t uiCount);
 ssize_t iFileRead(int iFile, unsigned char* cpBuf, size_t uiCount);
 int iFileControl(int iFile, unsigned long uiRequest, void* vpArg);

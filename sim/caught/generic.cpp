@@ -2,7 +2,7 @@
 // the command, and data only if it was written too), its answer those of one read. Lengths, errors
 // and header fields are those of the kernel's sg driver, unless a scenario orders otherwise.
 #include "device/commands.h"
-#include "files.h"
+#include "open_file.h"
 #include "world/log.h"
 #include "world/scenario.h"
 #include "world/state.h"
@@ -11,61 +11,10 @@
 #include <string.h>
 #include <time.h>
 
-static const int iFILE_MAX = 32;
 static const int iREPLY_MAX = 1 << 24;
-static const int iTIMEOUT_DEFAULT = 60000;
 static const unsigned long uiSET_TIMEOUT = 0x2201;
-static const unsigned long uiGET_IDLUN = 0x5382;
-static const size_t uiHEADER = 36;         // of a request and of a reply
-static const size_t uiWRITE_MAX = 1 << 16; // bytes of a request
-
-// An open device. Descriptors made by dup share it.
-struct OPEN_FILE {
-    int64_t i64Ready; // when the device is done
-    int iShares;      // 0: free
-    PLACE_KIND eKind;
-    int iDevice;
-    char szPath[32];
-    int iTimeout;
-    int iOpcode;
-    int iReplyLen;
-    int iPackId;
-    int iStatus;
-    int iInLen;
-    unsigned char cSense[iSENSE_LENGTH];
-    bool bPending; // a request waits for its read
-    unsigned char cIn[iDATA_IN_MAX];
-};
-static OPEN_FILE gstrFiles[iFILE_MAX];
-
-int iFileNew(const char* cpPath, PLACE_KIND eKind, int iDevice)
-{
-    int iFile = 0;
-    while (iFile < iFILE_MAX && gstrFiles[iFile].iShares != 0)
-        iFile++;
-    if (iFile == iFILE_MAX)
-        return -1;
-    OPEN_FILE* p = &gstrFiles[iFile];
-    p->iShares = 1;
-    p->eKind = eKind;
-    p->iDevice = iDevice;
-    p->iTimeout = iTIMEOUT_DEFAULT;
-    p->bPending = false;
-    memset(p->szPath, 0, sizeof(p->szPath));
-    memcpy(p->szPath, cpPath, strnlen(cpPath, sizeof(p->szPath) - 1));
-    return iFile;
-}
-
-void vFileShare(int iFile)
-{
-    gstrFiles[iFile].iShares++;
-}
-
-void vFileClose(int iFile, int iFd)
-{
-    gstrFiles[iFile].iShares--;
-    vLog(i64Now(), "close", gstrFiles[iFile].szPath, "%d", iFd);
-}
+static const unsigned long uiGET_SCSI_ID = 0x2276;
+static const size_t uiHEADER = 36; // of a request and of a reply
 
 // What the scenario orders instead of what the device would do. Returns whether it orders
 // something.
@@ -115,7 +64,7 @@ static void vExecute(OPEN_FILE* p, const unsigned char* cpCDB, size_t uiCDBLen, 
 static ssize_t iSubmit(OPEN_FILE* p, const unsigned char* cp, size_t uiCount)
 {
     static const size_t uiSizes[] = {6, 10, 10, 12, 16, 12, 10, 10}; // by the opcode's group
-    if (p->eKind != PLACE_SG || uiCount < uiHEADER)
+    if (uiCount < uiHEADER)
         return -EIO;
     memcpy(&p->iReplyLen, cp + 4, 4);
     memcpy(&p->iPackId, cp + 8, 4);
@@ -139,8 +88,7 @@ static ssize_t iSubmit(OPEN_FILE* p, const unsigned char* cp, size_t uiCount)
     return (ssize_t)uiCount;
 }
 
-// Bytes in hexadecimal, those beyond uiWRITE_MAX left out.
-static const char* cpHex(const unsigned char* cp, size_t uiLen, char* szOut)
+const char* cpHex(const unsigned char* cp, size_t uiLen, char* szOut)
 {
     size_t ui = 0;
     for (; ui < uiLen && ui < uiWRITE_MAX; ui++) {
@@ -151,11 +99,10 @@ static const char* cpHex(const unsigned char* cp, size_t uiLen, char* szOut)
     return uiLen != 0 ? szOut : "-";
 }
 
-ssize_t iFileWrite(int iFile, const unsigned char* cpBuf, size_t uiCount)
+ssize_t iGenericWrite(OPEN_FILE* p, const unsigned char* cpBuf, size_t uiCount)
 {
     static char szRest[2 * uiWRITE_MAX + 1];
     char szHeader[2 * uiHEADER + 1];
-    OPEN_FILE* p = &gstrFiles[iFile];
     const int64_t i64At = i64Now();
     const size_t uiFirst = uiCount < uiHEADER ? uiCount : uiHEADER;
     p->iReplyLen = p->bPending ? p->iReplyLen : 0;
@@ -195,8 +142,6 @@ static void vReplyHeader(const OPEN_FILE* p, unsigned char* cpOut)
 // Brings the answer: the length that was asked for, whatever the device sent.
 static ssize_t iCollect(OPEN_FILE* p, unsigned char* cpBuf, size_t uiCount)
 {
-    if (p->eKind != PLACE_SG)
-        return -EIO;
     if (!p->bPending)
         return -EAGAIN;
     const RULE* pFail = pRule(ACTION_READ, p->iOpcode, p->szPath);
@@ -219,29 +164,12 @@ static ssize_t iCollect(OPEN_FILE* p, unsigned char* cpBuf, size_t uiCount)
     return (ssize_t)uiCount;
 }
 
-ssize_t iFileRead(int iFile, unsigned char* cpBuf, size_t uiCount)
+ssize_t iGenericRead(OPEN_FILE* p, unsigned char* cpBuf, size_t uiCount)
 {
-    OPEN_FILE* p = &gstrFiles[iFile];
     const ssize_t iResult = iCollect(p, cpBuf, uiCount);
     vLog(i64Now(), "read", p->szPath, "%zu %s %02x", uiCount, cpResult(iResult),
          (unsigned)p->iStatus);
     return iResult;
-}
-
-// The low 8 bits of target, LUN, channel and host in one word, as the kernel packs them, and the
-// host adapter's own number, 0.
-static int iReportAddress(const OPEN_FILE* p, unsigned* uip)
-{
-    const RULE* pFail = pRule(ACTION_IDLUN, -1, p->szPath);
-    if (pFail != nullptr)
-        return -pFail->iErrno;
-    vLibraryEnter();
-    const ADDRESS* pAddress = pAddressOf(&gstrLib.strDevices[p->iDevice], p->eKind == PLACE_TAPE);
-    uip[0] = ((unsigned)pAddress->iTarget & 255) | ((unsigned)pAddress->iLun & 255) << 8 |
-             ((unsigned)pAddress->iChannel & 255) << 16 | (unsigned)pAddress->iHost << 24;
-    uip[1] = 0;
-    vLibraryLeave(false);
-    return 0;
 }
 
 static int iSetTimeout(OPEN_FILE* p, int iValue)
@@ -256,12 +184,25 @@ static int iSetTimeout(OPEN_FILE* p, int iValue)
     return iResult;
 }
 
-int iFileControl(int iFile, unsigned long uiRequest, void* vpArg)
+// The address and the type, as the driver lays them out: host, channel, target, LUN, type, each an
+// int; then two shorts of queue lengths and eight bytes unused.
+static int iReportIdentity(const OPEN_FILE* p, unsigned char* cpOut)
 {
-    OPEN_FILE* p = &gstrFiles[iFile];
-    if (uiRequest == uiGET_IDLUN && vpArg != nullptr)
-        return iReportAddress(p, (unsigned*)vpArg);
-    if (uiRequest == uiSET_TIMEOUT && p->eKind == PLACE_SG && vpArg != nullptr)
+    vLibraryEnter();
+    const DEVICE* pDev = &gstrLib.strDevices[p->iDevice];
+    const ADDRESS* pAddress = &pDev->strAddress;
+    const int iFields[8] = {pAddress->iHost, pAddress->iChannel, pAddress->iTarget, pAddress->iLun,
+                            (int)pDev->eType};
+    memcpy(cpOut, iFields, sizeof(iFields));
+    vLibraryLeave(false);
+    return 0;
+}
+
+int iGenericControl(OPEN_FILE* p, unsigned long uiRequest, void* vpArg)
+{
+    if (uiRequest == uiSET_TIMEOUT)
         return iSetTimeout(p, *(const int*)vpArg);
+    if (uiRequest == uiGET_SCSI_ID)
+        return iReportIdentity(p, (unsigned char*)vpArg);
     return -ENOTTY;
 }

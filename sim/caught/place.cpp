@@ -1,26 +1,23 @@
 // Reads paths. Nothing below the folders of ours in sysfs is ever looked for on the machine itself.
 #include "place.h"
 
-#include <stdlib.h>
 #include <string.h>
 
 const char* const gcpAttributes[ATTRIBUTES] = {"vendor", "model", "rev", "type", "scsi_level"};
 
-// Where nodes stand, and how their names begin.
-struct NODES {
-    const char* cpFolder;
-    const char* cpPrefix;
-    bool bTape;
+// Folders with nodes in sysfs: those of a driver by their names, those of all by their numbers.
+struct NODE_FOLDER {
+    const char* cpPath;
+    DRIVER eDriver; // DRIVERS: by number
+    bool bBlock;
 };
 
-static const NODES strDevNodes[] = {
-    {"/dev", "sg",  false},
-    {"/dev", "nst", true },
-};
-
-static const NODES strSysfsNodes[] = {
-    {"/sys/class/scsi_generic", "sg",  false},
-    {"/sys/class/scsi_tape",    "nst", true },
+static const NODE_FOLDER strFolders[] = {
+    {"/sys/class/scsi_generic", DRIVER_GENERIC, false},
+    {"/sys/class/scsi_tape",    DRIVER_TAPE,    false},
+    {"/sys/class/scsi_changer", DRIVER_CHANGER, false},
+    {"/sys/dev/char",           DRIVERS,        false},
+    {"/sys/dev/block",          DRIVERS,        true },
 };
 
 // What follows the folder in a path: the end, or a slash and more. Null for another path.
@@ -32,78 +29,93 @@ static const char* cpBehindFolder(const char* cpPath, const char* cpFolder)
     return cpPath[uiFolder] == '\0' || cpPath[uiFolder] == '/' ? cpPath + uiFolder : nullptr;
 }
 
-// Takes a slash, the prefix and a number. Returns what follows them, null when they are not there.
-static const char* cpTakeNode(const char* cp, const char* cpPrefix, int* ipNumber)
-{
-    const size_t uiPrefix = strlen(cpPrefix);
-    if (*cp != '/' || strncmp(cp + 1, cpPrefix, uiPrefix) != 0)
-        return nullptr;
-    cp += 1 + uiPrefix;
-    const size_t uiDigits = strspn(cp, "0123456789");
-    if (uiDigits == 0 || uiDigits > 5 || (uiDigits > 1 && *cp == '0'))
-        return nullptr;
-    *ipNumber = atoi(cp);
-    return cp + uiDigits;
-}
-
 static bool bFolderEnd(const char* cp)
 {
     return strcmp(cp, "") == 0 || strcmp(cp, "/") == 0;
 }
 
-// What is meant in a device's folder.
-static PLACE_KIND eKindBelow(const char* cp, ATTRIBUTE* epAttribute)
+static PLACE_KIND eKindInEntry(const char* cp, PLACE* pPlace);
+
+// What is meant behind the name of a driver's folder at a device.
+static PLACE_KIND eKindInNodes(const char* cp, PLACE* pPlace)
+{
+    NODE strNode;
+    if (bFolderEnd(cp))
+        return PLACE_NODES;
+    cp = cpTakeName(cp + 1, &strNode);
+    if (cp == nullptr || (*cp != '\0' && *cp != '/') ||
+        !bSameClass(strNode.eDriver, pPlace->eClass))
+        return PLACE_ABSENT;
+    pPlace->strNode = strNode;
+    return eKindInEntry(cp, pPlace);
+}
+
+// What is meant in the folder of a device, behind "device".
+static PLACE_KIND eKindInDevice(const char* cp, PLACE* pPlace)
 {
     if (bFolderEnd(cp))
-        return PLACE_ENTRY;
-    const char* cpRest = cpBehindFolder(cp, "/device");
-    if (cpRest == nullptr)
-        return PLACE_ABSENT;
-    if (bFolderEnd(cpRest))
-        return *cpRest == '\0' ? PLACE_LINK : PLACE_DEVICE;
+        return *cp == '\0' ? PLACE_LINK : PLACE_DEVICE;
     for (int i = 0; i < ATTRIBUTES; i++) {
-        if (strcmp(cpRest + 1, gcpAttributes[i]) == 0) {
-            *epAttribute = (ATTRIBUTE)i;
+        if (strcmp(cp + 1, gcpAttributes[i]) == 0) {
+            pPlace->eAttribute = (ATTRIBUTE)i;
             return PLACE_ATTRIBUTE;
         }
+    }
+    for (int i = 0; i < DRIVERS; i++) {
+        const char* cpRest = cpBehindFolder(cp + 1, cpClassOf((DRIVER)i));
+        pPlace->eClass = (DRIVER)i;
+        if (cpRest != nullptr)
+            return eKindInNodes(cpRest, pPlace);
     }
     return PLACE_ABSENT;
 }
 
+// What is meant in the folder of a node.
+static PLACE_KIND eKindInEntry(const char* cp, PLACE* pPlace)
+{
+    if (bFolderEnd(cp))
+        return PLACE_ENTRY;
+    if (strcmp(cp, "/dev") == 0)
+        return PLACE_NUMBER;
+    const char* cpRest = cpBehindFolder(cp, "/device");
+    if (cpRest == nullptr || bPartition(&pPlace->strNode))
+        return PLACE_ABSENT;
+    return eKindInDevice(cpRest, pPlace);
+}
+
 static PLACE_KIND eSysfsKind(const char* cpPath, PLACE* pPlace)
 {
-    for (const NODES& strNodes : strSysfsNodes) {
-        const char* cpRest = cpBehindFolder(cpPath, strNodes.cpFolder);
+    for (const NODE_FOLDER& strFolder : strFolders) {
+        const char* cpRest = cpBehindFolder(cpPath, strFolder.cpPath);
         if (cpRest == nullptr)
             continue;
-        pPlace->bTape = strNodes.bTape;
+        pPlace->eClass = strFolder.eDriver;
+        pPlace->bBlock = strFolder.bBlock;
         if (bFolderEnd(cpRest))
             return PLACE_CLASS;
-        cpRest = cpTakeNode(cpRest, strNodes.cpPrefix, &pPlace->iNumber);
-        return cpRest != nullptr ? eKindBelow(cpRest, &pPlace->eAttribute) : PLACE_ABSENT;
+        const bool bByNumber = strFolder.eDriver == DRIVERS;
+        NODE* pNode = &pPlace->strNode;
+        cpRest = bByNumber ? cpTakeDeviceNumber(cpRest + 1, strFolder.bBlock, pNode)
+                           : cpTakeName(cpRest + 1, pNode);
+        if (cpRest == nullptr || (!bByNumber && pNode->eDriver != strFolder.eDriver))
+            return PLACE_ABSENT;
+        pPlace->strFirst = *pNode;
+        return eKindInEntry(cpRest, pPlace);
     }
     return PLACE_NONE;
 }
 
-static PLACE_KIND eDevKind(const char* cpPath, PLACE* pPlace)
+static PLACE_KIND eDevKind(const char* cpName, PLACE* pPlace)
 {
-    for (const NODES& strNodes : strDevNodes) {
-        const char* cpRest = cpBehindFolder(cpPath, strNodes.cpFolder);
-        if (cpRest != nullptr)
-            cpRest = cpTakeNode(cpRest, strNodes.cpPrefix, &pPlace->iNumber);
-        if (cpRest == nullptr || *cpRest != '\0')
-            continue;
-        pPlace->bTape = strNodes.bTape;
-        return strNodes.bTape ? PLACE_TAPE : PLACE_SG;
-    }
-    return PLACE_NONE;
+    const char* cpEnd = cpTakeName(cpName, &pPlace->strNode);
+    return cpEnd != nullptr && *cpEnd == '\0' ? PLACE_NODE : PLACE_NONE;
 }
 
 bool bPlace(const char* cpPath, PLACE* pPlace)
 {
     *pPlace = {};
     if (strncmp(cpPath, "/dev/", 5) == 0)
-        pPlace->eKind = eDevKind(cpPath, pPlace);
+        pPlace->eKind = eDevKind(cpPath + 5, pPlace);
     else if (strncmp(cpPath, "/sys/", 5) == 0)
         pPlace->eKind = eSysfsKind(cpPath, pPlace);
     else if (strcmp(cpPath, "/proc/scsi/scsi") == 0)

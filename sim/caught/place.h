@@ -2,20 +2,22 @@
 #ifndef MVK_SIM_PLACE_H
 #define MVK_SIM_PLACE_H
 
-// What a path names, in an order: the texts in /proc, what stands below the folders in sysfs, the
-// devices.
+#include "node.h"
+
+// What a path names, in an order: the texts in /proc, what stands in sysfs, the nodes.
 enum PLACE_KIND {
     PLACE_NONE, // not one of ours
     PLACE_LISTING,
     PLACE_PICTURE,
-    PLACE_ABSENT,    // below a folder of ours, but nothing
-    PLACE_CLASS,     // /sys/class/scsi_generic or scsi_tape
-    PLACE_ENTRY,     // a device's folder there
+    PLACE_ABSENT,    // in a folder of ours, but nothing
+    PLACE_CLASS,     // a folder with all nodes of a driver, or all numbers of a kind
+    PLACE_ENTRY,     // a node's folder there
     PLACE_LINK,      // its link "device"
     PLACE_DEVICE,    // the folder that this leads to
+    PLACE_NODES,     // the folder of a driver's nodes there
     PLACE_ATTRIBUTE, // a file there
-    PLACE_SG,
-    PLACE_TAPE
+    PLACE_NUMBER,    // the file "dev" of a node
+    PLACE_NODE       // in /dev
 };
 
 // The files of a device in sysfs.
@@ -31,8 +33,10 @@ extern const char* const gcpAttributes[ATTRIBUTES]; // their names
 
 struct PLACE {
     PLACE_KIND eKind;
-    bool bTape;  // by the tape node, else by the generic one
-    int iNumber; // of the node
+    NODE strNode;
+    NODE strFirst; // in sysfs: the node whose folder the path goes through first
+    DRIVER eClass; // of a folder with nodes, DRIVERS: with numbers
+    bool bBlock;   // which numbers
     ATTRIBUTE eAttribute;
 };
 

@@ -1,15 +1,28 @@
-// The devices as sysfs shows them: two folders with, for each device, the link that holds its
-// address and the files that hold its identity.
+// The devices as sysfs shows them: folders with all nodes, by their names and by their numbers. In
+// the folder of a node stand its number and the link to its device, whose last part is the address
+// and which leads to the device's own nodes and identity.
 #include "views.h"
 #include "world/model.h"
 
 #include <string.h>
 
-bool bSysfsExists(const PLACE* pPlace, int iDevice)
+bool bSysfsExists(const PLACE* pPlace)
 {
+    NODE strNode;
     if (!gstrLib.bSysfs || pPlace->eKind == PLACE_ABSENT)
         return false;
-    return pPlace->eKind == PLACE_CLASS || iDevice >= 0;
+    if (pPlace->eKind == PLACE_CLASS)
+        return true;
+    const int iDevice = iDriverDevice(&pPlace->strNode);
+    if (iDevice < 0 || iDriverDevice(&pPlace->strFirst) != iDevice)
+        return false;
+    if (pPlace->eKind != PLACE_NODES)
+        return true;
+    for (int i = 0; i < DRIVERS; i++) {
+        if (bSameClass((DRIVER)i, pPlace->eClass) && iNodesOf(iDevice, (DRIVER)i, &strNode) > 0)
+            return true;
+    }
+    return false;
 }
 
 void vAddField(OUT* pOut, const char* cpText, int iLen)
@@ -41,35 +54,70 @@ static void vAddAttribute(OUT* pOut, const DEVICE* pDev, ATTRIBUTE eAttribute)
     vAdd(pOut, "\n");
 }
 
-// The nodes in a class. The kernel promises no order of them; the reverse of the description's is
-// one that nobody can take for sorted.
-static void vAddNodes(OUT* pOut, bool bTape)
+static void vAddNumber(OUT* pOut, const NODE* pNode)
 {
-    for (int i = gstrLib.iDevices - 1; i >= 0; i--) {
-        const DEVICE* pDev = &gstrLib.strDevices[i];
-        if (!bTape)
-            vAdd(pOut, "sg%d\n", pDev->iSg);
-        else if (pDev->eType == TYPE_TAPE && pDev->iNode >= 0)
-            vAdd(pOut, "nst%d\n", pDev->iNode);
+    const DEVICE_NUMBER strNumber = strDriverNumber(pNode);
+    vAdd(pOut, "%d:%d\n", strNumber.iMajor, strNumber.iMinor);
+}
+
+// Those of a device's nodes that stand in a folder with nodes or numbers.
+static void vAddNodes(OUT* pOut, const PLACE* pPlace, int iDevice)
+{
+    NODE strNode;
+    for (int i = 0; i < DRIVERS; i++) {
+        const DRIVER eDriver = (DRIVER)i;
+        const bool bNumbers = pPlace->eClass == DRIVERS;
+        if (!bNumbers && !bSameClass(eDriver, pPlace->eClass))
+            continue;
+        for (int iLeft = iNodesOf(iDevice, eDriver, &strNode); iLeft > 0; iLeft--) {
+            const bool bBlock = strDriverNumber(&strNode).eKind == NUMBER_BLOCK;
+            if (!bNumbers) {
+                vAddName(pOut, &strNode);
+                vAdd(pOut, "\n");
+            } else if (bBlock == pPlace->bBlock) {
+                vAddNumber(pOut, &strNode);
+            }
+            strNode.iPart++;
+        }
     }
 }
 
-void vSysfsView(const PLACE* pPlace, int iDevice, OUT* pOut)
+// What stands in a folder.
+static void vAddFolder(OUT* pOut, const PLACE* pPlace, int iDevice)
 {
-    if (pPlace->eKind == PLACE_LINK) {
-        const ADDRESS* p = pAddressOf(&gstrLib.strDevices[iDevice], pPlace->bTape);
-        vAdd(pOut, "../../../%d:%d:%d:%d", p->iHost, p->iChannel, p->iTarget, p->iLun);
-        return;
-    }
-    if (pPlace->eKind == PLACE_ATTRIBUTE) {
-        vAddAttribute(pOut, &gstrLib.strDevices[iDevice], pPlace->eAttribute);
-        return;
-    }
     vAdd(pOut, ".\n..\n");
-    if (pPlace->eKind == PLACE_CLASS)
-        vAddNodes(pOut, pPlace->bTape);
-    else if (pPlace->eKind == PLACE_ENTRY)
-        vAdd(pOut, "device\n");
-    for (int i = 0; pPlace->eKind == PLACE_DEVICE && i < ATTRIBUTES; i++)
-        vAdd(pOut, "%s\n", gcpAttributes[i]);
+    if (pPlace->eKind == PLACE_ENTRY) {
+        vAdd(pOut, "dev\n%s", bPartition(&pPlace->strNode) ? "" : "device\n");
+    } else if (pPlace->eKind == PLACE_NODES) {
+        vAddNodes(pOut, pPlace, iDevice);
+    } else if (pPlace->eKind == PLACE_CLASS) {
+        // The kernel promises no order; the reverse of the description's is one that nobody can
+        // take for sorted.
+        for (int i = gstrLib.iDevices - 1; i >= 0; i--)
+            vAddNodes(pOut, pPlace, i);
+    } else {
+        NODE strNode;
+        for (const char* cpName : gcpAttributes)
+            vAdd(pOut, "%s\n", cpName);
+        for (int i = 0; i < DRIVERS; i++) {
+            if (iNodesOf(iDevice, (DRIVER)i, &strNode) > 0)
+                vAdd(pOut, "%s\n", cpClassOf((DRIVER)i));
+        }
+    }
+}
+
+void vSysfsView(const PLACE* pPlace, OUT* pOut)
+{
+    const int iDevice = pPlace->eKind != PLACE_CLASS ? iDriverDevice(&pPlace->strNode) : 0;
+    const DEVICE* pDev = &gstrLib.strDevices[iDevice];
+    if (pPlace->eKind == PLACE_LINK) {
+        const ADDRESS* p = pAddressOf(pDev, pPlace->strNode.eDriver == DRIVER_TAPE);
+        vAdd(pOut, "../../../%d:%d:%d:%d", p->iHost, p->iChannel, p->iTarget, p->iLun);
+    } else if (pPlace->eKind == PLACE_ATTRIBUTE) {
+        vAddAttribute(pOut, pDev, pPlace->eAttribute);
+    } else if (pPlace->eKind == PLACE_NUMBER) {
+        vAddNumber(pOut, &pPlace->strNode);
+    } else {
+        vAddFolder(pOut, pPlace, iDevice);
+    }
 }

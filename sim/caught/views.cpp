@@ -14,11 +14,6 @@ static const char* const cpTypeNames[] = {
     "RAID             ", "Enclosure        ",
 };
 
-int iDeviceBehind(const PLACE* pPlace)
-{
-    return pPlace->bTape ? iNodeDevice(pPlace->iNumber) : iSgDevice(pPlace->iNumber);
-}
-
 bool bExists(const PLACE* pPlace)
 {
     switch (pPlace->eKind) {
@@ -26,11 +21,10 @@ bool bExists(const PLACE* pPlace)
         return strcmp(gstrLib.cpListing, "none") != 0;
     case PLACE_PICTURE:
         return true;
-    case PLACE_SG:
-    case PLACE_TAPE:
-        return iDeviceBehind(pPlace) >= 0;
+    case PLACE_NODE:
+        return strNumberInDev(&pPlace->strNode).eKind != NUMBER_NONE;
     default:
-        return bSysfsExists(pPlace, iDeviceBehind(pPlace));
+        return bSysfsExists(pPlace);
     }
 }
 
@@ -105,7 +99,7 @@ void vView(const PLACE* pPlace, OUT* pOut)
     if (pPlace->eKind == PLACE_PICTURE)
         vPicture(pOut);
     else if (pPlace->eKind != PLACE_LISTING)
-        vSysfsView(pPlace, iDeviceBehind(pPlace), pOut);
+        vSysfsView(pPlace, pOut);
     else if (gstrLib.cpListing[0] != '\0')
         vGivenListing(pOut);
     else

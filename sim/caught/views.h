@@ -6,9 +6,6 @@
 #include "place.h"
 #include "world/text.h"
 
-// Index of the device behind a node, -1 none.
-int iDeviceBehind(const PLACE* pPlace);
-
 // Whether a place exists.
 bool bExists(const PLACE* pPlace);
 
@@ -17,8 +14,8 @@ bool bExists(const PLACE* pPlace);
 void vView(const PLACE* pPlace, OUT* pOut);
 
 // sysfs.cpp: the same for places in sysfs
-bool bSysfsExists(const PLACE* pPlace, int iDevice);
-void vSysfsView(const PLACE* pPlace, int iDevice, OUT* pOut);
+bool bSysfsExists(const PLACE* pPlace);
+void vSysfsView(const PLACE* pPlace, OUT* pOut);
 
 // A text of INQUIRY data as the kernel shows it: iLen characters, blanks for what is not printable.
 void vAddField(OUT* pOut, const char* cpText, int iLen);

@@ -26,6 +26,9 @@ int iAddressPage(const REQUEST* pReq, unsigned char* cpOut);
 // medium.cpp: what a tape and its memory hold
 void vRead(REQUEST* pReq);
 void vReadAttribute(REQUEST* pReq);
+// Copies a block of a tape by its number; up to iBLOCK_MAX bytes, room for one more. Returns its
+// length, 0 behind the end of the data.
+int iTapeBlock(const CARTRIDGE* pCart, int iPosition, unsigned char* cpOut);
 
 // drive.cpp
 void vErase(REQUEST* pReq);

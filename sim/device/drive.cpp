@@ -1,5 +1,6 @@
 // What a tape drive does with the cartridge that stands in it. Layouts are those of SSC-3.
 #include "commands.h"
+#include "world/media.h"
 
 CARTRIDGE* pSeated(REQUEST* pReq)
 {
@@ -77,8 +78,9 @@ void vErase(REQUEST* pReq)
         vCheck(pReq, SENSE_DATA_PROTECT, 0x2700); // write protected
     } else if (pCart->eMedium == MEDIUM_WORM) {
         vCheck(pReq, SENSE_DATA_PROTECT, 0x300C); // overwrite attempted on a write-once medium
-    } else if (pDev->iPosition == 0) {
-        pCart->bBlank = true;
+    } else {
+        vDropRecords(MEDIA_CARTRIDGE, (int)(pCart - gstrLib.strCartridges), pDev->iPosition);
+        pCart->bBlank = pCart->bBlank || pDev->iPosition == 0;
         pReq->bChanged = true;
     }
 }

@@ -2,6 +2,7 @@
 // commands are those of SSC-3 and SPC-3.
 #include "commands.h"
 #include "world/keys.h"
+#include "world/media.h"
 #include "world/state.h"
 
 #include <string.h>
@@ -35,8 +36,8 @@ static const char* cpValueOf(const CARTRIDGE* pCart, const char* cpKey)
     return cp != nullptr ? cp : "";
 }
 
-// The first block of a tape: given as data, or laid out as one of the label layouts. Returns its
-// length, 0 when the tape is blank.
+// The first block that a tape was described with: data, or laid out as one of the label layouts.
+// Returns its length, 0 when the tape is blank.
 static int iFirstBlock(const CARTRIDGE* pCart, unsigned char* cpOut)
 {
     const char* cpBlock = cpValueOf(pCart, "block");
@@ -59,6 +60,19 @@ static int iFirstBlock(const CARTRIDGE* pCart, unsigned char* cpOut)
     return iLABEL_LENGTH;
 }
 
+int iTapeBlock(const CARTRIDGE* pCart, int iPosition, unsigned char* cpOut)
+{
+    const int iCartridge = (int)(pCart - gstrLib.strCartridges);
+    const RECORD* p = nullptr;
+    while ((p = pNextRecord(MEDIA_CARTRIDGE, iCartridge, p)) != nullptr) {
+        if (p->iAt == iPosition) {
+            memcpy(cpOut, p->cp, (size_t)p->iLen);
+            return p->iLen;
+        }
+    }
+    return iPosition == 0 ? iFirstBlock(pCart, cpOut) : 0;
+}
+
 // READ(6) of one block of variable length. A block that is not as long as asked is an error unless
 // SILI says otherwise, and a longer one is all the same while a block length is set.
 void vRead(REQUEST* pReq)
@@ -74,7 +88,7 @@ void vRead(REQUEST* pReq)
     }
     if (iAsked == 0)
         return;
-    const int iLen = pDev->iPosition == 0 ? iFirstBlock(pDriveCartridge(pDev), pReq->cpIn) : 0;
+    const int iLen = iTapeBlock(pDriveCartridge(pDev), pDev->iPosition, pReq->cpIn);
     if (iLen <= 0) {
         vCheck(pReq, SENSE_BLANK_CHECK, 0x0005); // end of data
         return;

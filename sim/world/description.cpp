@@ -2,6 +2,7 @@
 // replaces the values that change, so that a state file stays as readable as the description it
 // came from.
 #include "keys.h"
+#include "media.h"
 #include "state.h"
 
 #include <string.h>
@@ -103,24 +104,35 @@ void vParse(char* cpText, const char* cpName)
 }
 
 // How many bytes from iAt on can stand between quotes.
-static int iTextRun(const BYTES* pBytes, int iAt)
+static int iTextRun(const unsigned char* cp, int iLen, int iAt)
 {
     int i = iAt;
-    while (i < pBytes->iLen && pBytes->c[i] >= ' ' && pBytes->c[i] < 127 && pBytes->c[i] != '"')
+    while (i < iLen && cp[i] >= ' ' && cp[i] < 127 && cp[i] != '"')
         i++;
     return i - iAt;
 }
 
 // Data as iData reads it: longer texts in quotes, anything else in hexadecimal.
-static void vAddBytes(OUT* pOut, const BYTES* pBytes)
+static void vAddBytes(OUT* pOut, const unsigned char* cp, int iLen)
 {
-    for (int i = 0; i < pBytes->iLen;) {
-        const int iRun = iTextRun(pBytes, i);
+    for (int i = 0; i < iLen;) {
+        const int iRun = iTextRun(cp, iLen, i);
         if (iRun >= 4)
-            vAdd(pOut, " \"%.*s\" ", iRun, (const char*)pBytes->c + i);
+            vAdd(pOut, " \"%.*s\" ", iRun, (const char*)cp + i);
         else
-            vAdd(pOut, "%02x", pBytes->c[i]);
+            vAdd(pOut, "%02x", cp[i]);
         i += iRun >= 4 ? iRun : 1;
+    }
+}
+
+// What programs wrote on a medium.
+static void vAddRecords(OUT* pOut, const KEY* pKey, int iOwner)
+{
+    const RECORD* p = nullptr;
+    while ((p = pNextRecord((MEDIA_OWNER)pKey->iLimit, iOwner, p)) != nullptr) {
+        vAdd(pOut, "%s = %d ", pKey->cpName, p->iAt);
+        vAddBytes(pOut, p->cp, p->iLen);
+        vAdd(pOut, "\n");
     }
 }
 
@@ -135,7 +147,7 @@ static void vAddValue(OUT* pOut, const KEY* pKey, const void* vpValue)
         if (pBytes->iLen == 0)
             return;
         vAdd(pOut, "%s = ", pKey->cpName);
-        vAddBytes(pOut, pBytes);
+        vAddBytes(pOut, pBytes->c, pBytes->iLen);
         vAdd(pOut, "\n");
     } else {
         const int iValue = *(const int*)vpValue;
@@ -146,10 +158,13 @@ static void vAddValue(OUT* pOut, const KEY* pKey, const void* vpValue)
     }
 }
 
-static void vAddSaved(OUT* pOut, const KEY* pKeys, const void* vpObject)
+// The values that change, of the iIndex-th object of its kind.
+static void vAddSaved(OUT* pOut, const KEY* pKeys, const void* vpObject, int iIndex)
 {
     for (const KEY* p = pKeys; p->cpName != nullptr; p++) {
-        if (p->bSaved)
+        if (p->eKind == KEY_RECORD)
+            vAddRecords(pOut, p, iIndex);
+        else if (p->bSaved)
             vAddValue(pOut, p, (const char*)vpObject + p->uiOffset);
     }
 }
@@ -169,8 +184,10 @@ void vWriteState(OUT* pOut)
             continue;
         pKeys = pSectionKeys(pLine->cpKey);
         if (pKeys == gstrDeviceKeys)
-            vAddSaved(pOut, pKeys, &gstrLib.strDevices[iDevice++]);
+            vAddSaved(pOut, pKeys, &gstrLib.strDevices[iDevice], iDevice);
         else if (pKeys == gstrCartridgeKeys)
-            vAddSaved(pOut, pKeys, &gstrLib.strCartridges[iCartridge++]);
+            vAddSaved(pOut, pKeys, &gstrLib.strCartridges[iCartridge], iCartridge);
+        iDevice += pKeys == gstrDeviceKeys ? 1 : 0;
+        iCartridge += pKeys == gstrCartridgeKeys ? 1 : 0;
     }
 }

@@ -1,6 +1,8 @@
 // The keys of a description and how their values are read.
 #include "keys.h"
 
+#include "media.h"
+
 #include <errno.h>
 #include <stdarg.h>
 #include <stdio.h>
@@ -22,6 +24,9 @@ const KEY gstrDeviceKeys[] = {
     {"ansi",             KEY_NUMBER,    false, IN_DEVICE(iAnsi),          255,               5 },
     {"scsi_level",       KEY_NUMBER,    false, IN_DEVICE(iLevel),         256,               -1},
     {"sg",               KEY_NUMBER,    false, IN_DEVICE(iSg),            iSG_MAX - 1,       -1},
+    {"generic_node",     KEY_NODE,      false, IN_DEVICE(strGenericNode), 0,                 0 },
+    {"tape_node",        KEY_NODE,      false, IN_DEVICE(strTapeNode),    0,                 0 },
+    {"held",             KEY_FLAG,      false, IN_DEVICE(bHeld),          0,                 0 },
     {"vendor",           KEY_TEXT,      false, IN_DEVICE(cpVendor),       0,                 0 },
     {"product",          KEY_TEXT,      false, IN_DEVICE(cpProduct),      0,                 0 },
     {"revision",         KEY_TEXT,      false, IN_DEVICE(cpRevision),     0,                 0 },
@@ -47,24 +52,26 @@ const KEY gstrDeviceKeys[] = {
     {"position",         KEY_NUMBER,    true,  IN_DEVICE(iPosition),      9999,              0 },
     {"compression_page", KEY_BYTES,     true,  IN_DEVICE(strCompression), 255,               0 },
     {"eeprom",           KEY_BYTES,     true,  IN_DEVICE(strEeprom),      255,               0 },
+    {"written",          KEY_RECORD,    true,  0,                         MEDIA_DISK,        0 },
     {nullptr,            KEY_FLAG,      false, 0,                         0,                 0 },
 };
 const KEY gstrCartridgeKeys[] = {
-    {"barcode",      KEY_TEXT,      false, IN_CARTRIDGE(cpBarcode),   0,          0 },
-    {"kind",         KEY_MEDIUM,    false, IN_CARTRIDGE(eMedium),     0,          0 },
-    {"protected",    KEY_FLAG,      false, IN_CARTRIDGE(bProtected),  0,          0 },
-    {"medium_type",  KEY_NUMBER,    false, IN_CARTRIDGE(iMediumType), 255,        -1},
-    {"label",        KEY_LABEL,     false, 0,                         0,          0 },
-    {"label_text",   KEY_LATER,     false, 0,                         0,          0 },
-    {"label_time",   KEY_LATER,     false, 0,                         0,          0 },
-    {"label_etc",    KEY_LATER,     false, 0,                         0,          0 },
-    {"label_header", KEY_DATA,      false, 0,                         90,         0 },
-    {"block",        KEY_DATA,      false, 0,                         iBLOCK_MAX, 0 },
-    {"attribute",    KEY_ATTRIBUTE, false, 0,                         0,          0 },
-    {"place",        KEY_NUMBER,    true,  IN_CARTRIDGE(iPlace),      65535,      -1},
-    {"source",       KEY_NUMBER,    true,  IN_CARTRIDGE(iSource),     65535,      -1},
-    {"blank",        KEY_FLAG,      true,  IN_CARTRIDGE(bBlank),      0,          0 },
-    {nullptr,        KEY_FLAG,      false, 0,                         0,          0 },
+    {"barcode",      KEY_TEXT,      false, IN_CARTRIDGE(cpBarcode),   0,               0 },
+    {"kind",         KEY_MEDIUM,    false, IN_CARTRIDGE(eMedium),     0,               0 },
+    {"protected",    KEY_FLAG,      false, IN_CARTRIDGE(bProtected),  0,               0 },
+    {"medium_type",  KEY_NUMBER,    false, IN_CARTRIDGE(iMediumType), 255,             -1},
+    {"label",        KEY_LABEL,     false, 0,                         0,               0 },
+    {"label_text",   KEY_LATER,     false, 0,                         0,               0 },
+    {"label_time",   KEY_LATER,     false, 0,                         0,               0 },
+    {"label_etc",    KEY_LATER,     false, 0,                         0,               0 },
+    {"label_header", KEY_DATA,      false, 0,                         90,              0 },
+    {"block",        KEY_DATA,      false, 0,                         iBLOCK_MAX,      0 },
+    {"attribute",    KEY_ATTRIBUTE, false, 0,                         0,               0 },
+    {"place",        KEY_NUMBER,    true,  IN_CARTRIDGE(iPlace),      65535,           -1},
+    {"source",       KEY_NUMBER,    true,  IN_CARTRIDGE(iSource),     65535,           -1},
+    {"blank",        KEY_FLAG,      true,  IN_CARTRIDGE(bBlank),      0,               0 },
+    {"written",      KEY_RECORD,    true,  0,                         MEDIA_CARTRIDGE, 0 },
+    {nullptr,        KEY_FLAG,      false, 0,                         0,               0 },
 };
 
 struct SECTION {
@@ -219,6 +226,33 @@ static bool bStoreCode(void* vpEnum, int iCode)
     return iCode >= 0;
 }
 
+// "none", or "c 21 3" and "b 8 0": what stands at a node instead of what the driver made.
+static bool bStoreNode(DEVICE_NUMBER* pNumber, const char* cp)
+{
+    char szKind[8];
+    if (!bTakeWord(&cp, szKind, sizeof(szKind)))
+        return false;
+    pNumber->eKind = strcmp(szKind, "none") == 0 ? NUMBER_NONE : NUMBER_DRIVER;
+    if (pNumber->eKind == NUMBER_NONE)
+        return bAtEnd(cp);
+    pNumber->eKind = szKind[0] == 'b' ? NUMBER_BLOCK : NUMBER_CHARACTER;
+    return (strcmp(szKind, "b") == 0 || strcmp(szKind, "c") == 0) &&
+           bTakeNumber(&cp, &pNumber->iMajor) && bTakeNumber(&cp, &pNumber->iMinor) && bAtEnd(cp) &&
+           pNumber->iMajor >= 0 && pNumber->iMinor >= 0;
+}
+
+// "0 2a00": what was written on the medium that is being described.
+static bool bStoreRecord(MEDIA_OWNER eOwner, const char* cp)
+{
+    static unsigned char cData[iBLOCK_MAX + 1];
+    int iAt;
+    const int iOwner = eOwner == MEDIA_DISK ? gstrLib.iDevices - 1 : gstrLib.iCartridges - 1;
+    const int iLen = bTakeNumber(&cp, &iAt) ? iData(cp, gcpLibrary, cData, iBLOCK_MAX) : -1;
+    if (iLen < 0 || iAt < 0)
+        return false;
+    return bAddRecord(eOwner, iOwner, iAt, cData, iLen) || bRefuse("too much is written");
+}
+
 bool bStore(const KEY* pKey, char* cpObject, const char* cp)
 {
     static unsigned char cScratch[iBLOCK_MAX + 1];
@@ -253,6 +287,10 @@ bool bStore(const KEY* pKey, char* cpObject, const char* cp)
         return strcmp(cp, "2A") == 0 || strcmp(cp, "TAPE") == 0;
     case KEY_EXCEPTION:
         return bAddException(cp);
+    case KEY_NODE:
+        return bStoreNode((DEVICE_NUMBER*)vp, cp);
+    case KEY_RECORD:
+        return bStoreRecord((MEDIA_OWNER)pKey->iLimit, cp);
     case KEY_LATER:
         return true;
     }

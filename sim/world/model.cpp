@@ -1,6 +1,8 @@
 // The library in memory, as model.h says.
 #include "model.h"
 
+#include "media.h"
+
 #include <string.h>
 
 LIBRARY gstrLib;
@@ -14,6 +16,7 @@ void vForgetAll()
     gstrLib.iDevices = 0;
     gstrLib.iElements = 0;
     gstrLib.iCartridges = 0;
+    vForgetRecords();
     memset(guiElementAt, 0, sizeof(guiElementAt));
     memset(guiDeviceAt, 0, sizeof(guiDeviceAt));
 }
@@ -116,11 +119,21 @@ static void vTieDrive(const char* cpName, int iDevice, int iTape)
 
 void vTieTogether(const char* cpName)
 {
-    int iTape = 0;
+    int iTapes = 0;
+    int iChangers = 0;
+    int iDisks = 0;
+    int iCds = 0;
     vTieDevices(cpName);
     vTieCartridges(cpName);
     for (int i = 0; i < gstrLib.iDevices; i++) {
-        if (gstrLib.strDevices[i].eType == TYPE_TAPE)
-            vTieDrive(cpName, i, iTape++);
+        DEVICE* pDev = &gstrLib.strDevices[i];
+        if (pDev->eType == TYPE_TAPE)
+            vTieDrive(cpName, i, iTapes++);
+        else if (pDev->eType == TYPE_CHANGER)
+            pDev->iUnit = iChangers++;
+        else if (pDev->eType == TYPE_DISK || pDev->eType == TYPE_OPTICAL)
+            pDev->iUnit = iDisks++;
+        else if (pDev->eType == TYPE_CD || pDev->eType == TYPE_WORM)
+            pDev->iUnit = iCds++;
     }
 }

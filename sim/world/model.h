@@ -11,7 +11,14 @@ static const int iCARTRIDGE_MAX = 4096;
 static const int iSG_MAX = 32768; // numbers of generic devices, as many as the kernel has
 
 // SCSI peripheral device types that the simulator acts upon, of all that a description can name.
-enum DEVICE_TYPE { TYPE_DISK = 0, TYPE_TAPE = 1, TYPE_CHANGER = 8 };
+enum DEVICE_TYPE {
+    TYPE_DISK = 0,
+    TYPE_TAPE = 1,
+    TYPE_WORM = 4,
+    TYPE_CD = 5,
+    TYPE_OPTICAL = 7,
+    TYPE_CHANGER = 8
+};
 
 // Element type codes.
 enum ELEMENT_TYPE { ELEMENT_TRANSPORT = 1, ELEMENT_SLOT, ELEMENT_PORT, ELEMENT_DRIVE };
@@ -32,6 +39,20 @@ struct ADDRESS {
     int iLun;
 };
 
+enum NUMBER_KIND {
+    NUMBER_DRIVER, // the one that the driver gives
+    NUMBER_NONE,   // there is no node
+    NUMBER_CHARACTER,
+    NUMBER_BLOCK
+};
+
+// What stands in /dev under a name.
+struct DEVICE_NUMBER {
+    NUMBER_KIND eKind;
+    int iMajor;
+    int iMinor;
+};
+
 struct DEVICE {
     int iLine; // where its lines begin, for what is looked up when it is needed
     DEVICE_TYPE eType;
@@ -41,6 +62,10 @@ struct DEVICE {
     int iLevel; // scsi_level in sysfs, -1 as iAnsi has it
     int iSg;    // number of /dev/sg<n>, -1 the next one
     int iNode;  // number of /dev/nst<n>, -1 none, -2 the next one in the order of the drives
+    int iUnit;  // of a changer, disk or CD drive: its place among these, and so its node's
+    DEVICE_NUMBER strGenericNode; // at /dev/sg<n>
+    DEVICE_NUMBER strTapeNode;    // at /dev/nst<n>
+    bool bHeld;                   // another program has its tape node open
     const char* cpVendor;
     const char* cpProduct;
     const char* cpRevision;

@@ -3,7 +3,7 @@ import os
 import subprocess
 
 import pytest
-from conftest import BUILD, OK
+from conftest import BUILD, OK, read_log
 
 CLASS = "/sys/class/scsi_generic"
 LIBRARY = """
@@ -26,12 +26,130 @@ def simulate(lab, *args, **env):
     return subprocess.run([BUILD / "mvk-sim", *args], check=False, **how)
 
 
+# What a shell command prints in the library.
+def look(lab, library, command):
+    lab.write("library", library)
+    return simulate(lab, "-l", "library", "-s", "state", "-g", "log", "sh", "-c", command)
+
+
 def test_sysfs(lab):
-    lab.write("two.ini", LIBRARY)
-    look = f"ls {CLASS}; readlink {CLASS}/sg5/device; cat {CLASS}/sg5/device/*; cat /proc/scsi/scsi"
-    run = simulate(lab, "-l", "two.ini", "-s", "state", "sh", "-c", look)
-    assert run.stdout == "sg0\nsg5\n../../../10:0:3:0\n" + " " * 16 + "\n    \n6\n8\nEXAMPLE \n"
+    files = " ".join(f"{CLASS}/sg5/device/{name}" for name in ("model", "rev", "type", "vendor"))
+    command = f"ls {CLASS}; readlink {CLASS}/sg5/device; cat {files} /proc/scsi/scsi"
+    run = look(lab, LIBRARY, command)
+    assert run.stdout == "sg0\nsg5\n../../../10:0:3:0\n" + " " * 16 + "\n    \n8\nEXAMPLE \n"
     assert run.stderr == "cat: /proc/scsi/scsi: No such file or directory\n"
+
+
+# Drives with the units 0 and 33, the second behind a node of another, then disks and a CD drive.
+NODES = """
+[device]
+address = 1:0:0:0
+type = tape
+element = 256
+loaded = yes
+tape_node = none
+[device]
+address = 1:0:1:0
+type = tape
+node = 33
+generic_node = c 21 0
+held = yes
+[device]
+address = 1:0:2:0
+generic_node = b 8 0
+[device]
+address = 1:0:3:0
+type = optical
+generic_node = none
+[device]
+address = 1:0:4:0
+type = cdrom
+[device]
+address = 1:0:5:0
+type = changer
+drives = 1 from 256
+[cartridge]
+place = 256
+block = "FIRST BLOCK"
+"""
+
+
+def test_nodes(lab):
+    names = "sg0 sg1 sg2 st0 st0l nst0m nst0a st33 nst33a sda sda1 sdb sr0 sch0 tape by-folder/st33"
+    wanted = {"sg1": "c 21:0", "sg2": "b 8:0", "nst0m": "c 9:192", "nst33a": "c 9:481"}
+    wanted |= {
+        "sg0": "c 21:0",
+        "st0": "c 9:0",
+        "st0l": "c 9:32",
+        "nst0a": "c 9:224",
+        "sda": "b 8:0",
+    }
+    wanted |= {
+        "st33": "c 9:257",
+        "sda1": "b 8:1",
+        "sdb": "b 8:16",
+        "sr0": "b 11:0",
+        "sch0": "c 86:0",
+    }
+    wanted |= {"tape": "c 9:257", "by-folder/st33": "c 9:257"}
+    (lab.home / "tape").symlink_to("/dev/st33")
+    (lab.home / "by-folder").symlink_to("/dev")
+    lab.write("look.py", LOOK)
+    run = look(lab, NODES, f"python3 look.py {names}")
+    assert run.stderr == "" and run.stdout.splitlines() == [
+        f"{n} {wanted[n]}" for n in names.split()
+    ]
+
+
+# Each node as stat sees it, and as what was opened is seen, unless it is held or leads nowhere.
+LOOK = """
+import os, stat, sys
+for name in sys.argv[1:]:
+    path = name if name[:2] in ("ta", "by") else "/dev/" + name
+    seen = [os.stat(path)]
+    if "33" not in name and name != "tape":
+        seen.append(os.fstat(os.open(path, os.O_RDWR)))
+    text = {f"{'bc'[stat.S_ISCHR(s.st_mode)]} {os.major(s.st_rdev)}:{os.minor(s.st_rdev)}" for s in seen}
+    print(name, *text)
+"""
+
+
+@pytest.mark.parametrize(
+    "command, stdout, stderr",
+    [
+        ("readlink /sys/dev/char/9:481/device", "../../../1:0:1:0", ""),
+        ("readlink /sys/dev/block/8:16/device", "../../../1:0:3:0", ""),
+        ("readlink /sys/dev/block/8:1/device", "", ""),
+        ("ls /sys/dev/block/8:16/device/scsi_generic", "sg3", ""),
+        ("ls /sys/dev/char/86:0/device/scsi_generic", "sg5", ""),
+        ("ls /sys/dev/block/11:0/device/block", "sr0", ""),
+        (f"cat {CLASS}/sg1/device/scsi_tape/nst33/dev", "9:385", ""),
+        (f"cat {CLASS}/sg0/device/scsi_tape/nst33/dev", "", "No such file"),
+        ("ls -d /sys/dev/char/5:0", "", "No such file"),
+        ("stat /dev/nst0", "", "No such file"),
+        ("stat /dev/sg3", "", "No such file"),
+        ("cat /dev/nst33", "", "resource busy"),
+    ],
+    ids=range(12),
+)
+def test_nodes_in_sysfs(lab, command, stdout, stderr):
+    run = look(lab, NODES, command)
+    assert run.stdout.rstrip("\n") == stdout and stderr in run.stderr
+
+
+# What is written lands on the medium: a block where the tape stands, bytes of a disk. To close the
+# node that rewinds is to rewind.
+def test_medium(lab):
+    (lab.home / "link").symlink_to("/dev/nst0a")
+    read, rewind = "dd bs=99 count=1 status=none if=", "dd if=/dev/st0l; "
+    command = f"{read}link; echo two | dd of=link; {rewind} {read}link; {read}link; {rewind}"
+    command += f"echo one | dd of=link; {rewind} {read}link; {read}link; "
+    command += f"printf XYZ | dd of=/dev/sda; {read}/dev/sda"
+    run = look(lab, NODES, command)
+    assert run.stdout == "FIRST BLOCK" * 2 + "two\none\nXYZ" + "\0" * 96
+    assert "written = 0 6f6e650a\n" in lab.read("state")
+    writes = [event.path for event in read_log(lab.home / "log") if event.name == "write"]
+    assert writes == ["/dev/nst0a", "/dev/nst0a", "/dev/sda"]
 
 
 def test_state_that_was_cut(lab):
