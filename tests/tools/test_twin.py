@@ -1,14 +1,69 @@
 # mvk-capture: what it asks, and the twin of a library beside the library.
-from companions import lab
+import pytest
+from companions import BUILD, lab
+
+# INQUIRY, REQUEST SENSE, MODE SENSE(6) and (10), READ ELEMENT STATUS, READ ATTRIBUTE.
+QUESTIONS = {"12", "03", "1a", "5a", "b8", "8c"}
+LOAD = "1b"
 
 
-def test_the_twin_lists_the_same(lab):
-    for line in ("m s:0 d:0", "m s:1 d:1"):
-        lab.run("mvk", "0030", *line.split())
-    lab.run("mvk", "0040", "L")
-    lines = ("scan", "0030 l", "0030 e scsi", "0040 L", "0040 s", "0040 get", "0040 read")
+# A library of the given changers and drives: lines of each device.
+def library(*devices, cartridges=()):
+    texts = [f"[device]\nvendor = EXAMPLE\nproduct = {n}\n{text}" for n, text in enumerate(devices)]
+    texts += [f"[cartridge]\nbarcode = C{n:05}\n{text}" for n, text in enumerate(cartridges)]
+    return "\n".join(texts).replace("; ", "\n")
+
+
+FAR = library(
+    "address = 10:0:12:0; sg = 5; type = changer; drives = 1 from 0; drives = 2 from 480; "
+    "slots = 3 from 1; slots = 4 from 90; transports = 1 from 65535",
+    "address = 10:0:3:0; sg = 9; type = tape; element = 481; node = 7; loaded = yes",
+    "address = 10:0:1:0; type = disk",
+    "address = 10:0:15:0; type = tape; element = 480; node = none",
+    "address = 10:0:14:0; type = tape; element = 0",
+    cartridges=["place = 481; source = 93; label = 2A; label_text = X", "place = 0", "place = 90"],
+)
+
+
+@pytest.mark.parametrize("text", [(BUILD / "default.ini").read_text(), FAR])
+def test_the_twin_is_the_library(lab, text):
+    lab.library = lab.home / "library.ini"
+    lab.library.write_text(text)
+    assert lab.ask("scan")[0] == 0
+    devices = lab.ask("scan")[1]["devices"]
+    names = [device["generic"] for device in devices if device["type"] != "other"]
+    lines = ["scan"] + [f"{name} {word}" for name in names for word in ("i", "l", "s", "e scsi", "get")]
     shown = [lab.run("mvk", *line.split()) for line in lines]
-    twin = lab.home / "twin.ini"
-    twin.write_text(lab.run("mvk-sim", "--capture")[1])
-    lab.library = twin
+    state = (lab.home / "library.state").read_text()
+    status, twin, said = lab.run("mvk-sim", "--capture")
+    assert (status, said, set(lab.opcodes())) == (0, "", QUESTIONS & set(lab.opcodes()))
+    assert (lab.home / "library.state").read_text() == state
+    lab.library = lab.home / "twin.ini"
+    lab.library.write_text(twin)
     assert [lab.run("mvk", *line.split()) for line in lines] == shown
+    assert lab.run("mvk-capture") == (0, twin, "")
+
+
+def test_labels(lab):
+    lab.run("mvk", "0030", "m", "s:0", "d:0")
+    lab.run("mvk", "0040", "L")
+    assert "label_text" not in lab.run("mvk-capture", "--no-labels")[1]
+    status, text, said = lab.run("mvk-capture", "--labels")
+    assert (status, lab.opcodes().count(LOAD)) == (0, 1) and "label_text = A00001" in text
+    assert said == "mvk-capture: /dev/sg2: its tape is rewound and read\n"
+    held = "open /dev/nst0 * EBUSY\n"
+    status, text, said = lab.run("mvk-capture", "--labels", scenario=held)
+    assert (status, LOAD in lab.opcodes()) == (1, False)
+    reason = "/dev/sg2: its label is not read: /dev/nst0: Device or resource busy"
+    assert said == f"mvk-capture: {reason}\n" and text.endswith(f"\n# Not told: {reason}\n")
+
+
+@pytest.mark.parametrize("scenario, status, reasons", [
+    ("open /proc/scsi/scsi * EACCES\nopen scsi_generic * EACCES\n", 1, ["no devices"]),
+    ("open /dev/sg1 * EACCES\n", 1, ["mvk /dev/sg1 l: DEVICE_OPEN_ERROR",
+                                     "/dev/sg1 lists no elements: it is left without drives, too"]),
+    ("reply 0xB8 * 00*8\n", 1, ["/dev/sg1 lists no elements: it is left without drives, too"])])
+def test_what_is_not_told(lab, scenario, status, reasons):
+    got, text, said = lab.run("mvk-capture", scenario=scenario)
+    assert (got, said) == (status, "".join(f"mvk-capture: {reason}\n" for reason in reasons))
+    assert "element =" not in text

@@ -35,7 +35,8 @@ def answer_help(options, name, usage):
 
 def complain(name, text):
     """Says on standard error what is wrong with the command line; returns the status."""
-    print(f"{name}: {text} (see {name} --help)", file=sys.stderr)
+    if sys.stderr is not None:
+        print(f"{name}: {text} (see {name} --help)", file=sys.stderr)
     return USAGE_ERROR
 
 
@@ -43,6 +44,7 @@ def run_command(main, name):
     """Runs the main function of a command with the arguments as texts of ISO 8859-1, and ends the
     process with the status that it returns, or 128 and the signal that interrupted it."""
     if sys.stdout is None:  # nothing is done that could not be told
+        complain(name, "standard output is closed")
         sys.exit(UNWRITTEN)
     take_signals()
     try:

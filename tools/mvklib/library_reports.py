@@ -7,7 +7,7 @@ such a text.
 
 import re
 
-from .devices import NOTHING_KNOWN, find_device, known_devices
+from .devices import NOTHING_KNOWN, find_device, id_of, known_devices
 from .texts import numbers, take
 
 KINDS = {"Transport": "transport", "Slot": "slot", "Port": "port", "Drive": "drive"}
@@ -96,13 +96,27 @@ ELEMENT = re.compile(
 DRIVE_ID = re.compile(r"^ID=(\S+) Tape Drive (\d{1,9}) in Loader (\S+)\n", re.MULTILINE)
 
 
+def told_drive(told, loader, tapes):
+    """The one drive that the line for a drive means, None without one. The line's ID is that of the
+    loader up to its channel, then the target in hexadecimal, then 0."""
+    found = []
+    for device in tapes:
+        host, channel, target, _ = device["address"].split(":")
+        front = id_of(f"{host}:{channel}:0:0")[:-2]
+        if len(loader) == 3:  # an ID that leaves the host out
+            front = front.removeprefix(host)
+        if told == f"{front}{int(target):x}0" and loader.startswith(front):
+            found.append(device)
+    return found[0] if len(found) == 1 else None
+
+
 def parse_drives(text):
-    """e scsi: the IDs that the loader makes of its drives, and the devices that have them."""
+    """e scsi: the drives as the loader tells them, and the devices that it means."""
     matches, rest = take(DRIVE_ID, text)
-    known = [device for device in known_devices() if device["tape"]] if matches else []
+    tapes = [device for device in known_devices() if device["tape"]] if matches else []
     drives = []
     for match in matches:
-        device = find_device(match[1], known) or NOTHING_KNOWN
+        device = told_drive(match[1], match[3], tapes) or NOTHING_KNOWN
         loader = {"id": match[1], "number": int(match[2]), "loader": match[3]}
         drives.append({**device, **loader})
     return {"drives": drives}, rest
