@@ -28,38 +28,28 @@ const char* cpNextValue(int* ipLine, const char* cpKey)
     return nullptr;
 }
 
-static char* cpBeginDevice(int iLine)
+// Begins an object whose lines start at iLine; returns its index, -1 when it cannot.
+static int iBegin(const KEY* pKeys, int iLine)
 {
-    if (gstrLib.iDevices == iDEVICE_MAX) {
+    int iIndex = -1;
+    if (pKeys == gstrLibraryKeys) {
+        return 0;
+    } else if (pKeys == gstrDeviceKeys && gstrLib.iDevices == iDEVICE_MAX) {
         bRefuse("more than %d devices", iDEVICE_MAX);
-        return nullptr;
-    }
-    DEVICE* pDev = &gstrLib.strDevices[gstrLib.iDevices++];
-    *pDev = {};
-    pDev->iLine = iLine;
-    return cpNew(gstrDeviceKeys, pDev);
-}
-
-static char* cpBeginCartridge(int iLine)
-{
-    if (gstrLib.iCartridges == iCARTRIDGE_MAX) {
+    } else if (pKeys == gstrCartridgeKeys && gstrLib.iCartridges == iCARTRIDGE_MAX) {
         bRefuse("more than %d cartridges", iCARTRIDGE_MAX);
-        return nullptr;
+    } else if (pKeys == gstrDeviceKeys) {
+        iIndex = gstrLib.iDevices++;
+        gstrLib.strDevices[iIndex] = {};
+        gstrLib.strDevices[iIndex].iLine = iLine;
+        vNew(pKeys, iIndex);
+    } else if (pKeys == gstrCartridgeKeys) {
+        iIndex = gstrLib.iCartridges++;
+        gstrLib.strCartridges[iIndex] = {};
+        gstrLib.strCartridges[iIndex].iLine = iLine;
+        vNew(pKeys, iIndex);
     }
-    CARTRIDGE* pCart = &gstrLib.strCartridges[gstrLib.iCartridges++];
-    *pCart = {};
-    pCart->iLine = iLine;
-    return cpNew(gstrCartridgeKeys, pCart);
-}
-
-// Begins a section whose lines start at iLine; returns where its values go, null when it cannot.
-static char* cpBegin(const KEY* pKeys, int iLine)
-{
-    if (pKeys == gstrDeviceKeys)
-        return cpBeginDevice(iLine);
-    if (pKeys == gstrCartridgeKeys)
-        return cpBeginCartridge(iLine);
-    return pKeys == gstrLibraryKeys ? (char*)&gstrLib : nullptr;
+    return iIndex;
 }
 
 // Cuts a line at its equal sign; without one the value is empty. Returns whether there is one.
@@ -76,9 +66,9 @@ static bool bCut(TEXT_LINE* pLine)
 void vParse(char* cpText, const char* cpName)
 {
     const KEY* pKeys = nullptr;
-    char* cpObject = nullptr;
+    int iObject = -1;
     vForgetAll();
-    cpNew(gstrLibraryKeys, &gstrLib);
+    vNew(gstrLibraryKeys, 0);
     for (giLines = 0; giLines < iLINE_MAX; giLines++) {
         TEXT_LINE* pLine = &gstrLines[giLines];
         *pLine = {cpTakeLine(&cpText), nullptr};
@@ -87,13 +77,13 @@ void vParse(char* cpText, const char* cpName)
             return;
         if (pLine->cpKey[0] == '[') {
             pKeys = pSectionKeys(pLine->cpKey);
-            cpObject = cpBegin(pKeys, giLines + 1);
-            bGood = cpObject != nullptr;
+            iObject = iBegin(pKeys, giLines + 1);
+            bGood = iObject >= 0;
         } else if (pLine->cpKey[0] != '\0' && pLine->cpKey[0] != '#') {
             const bool bCutUp = bCut(pLine);
             const KEY* pKey = pFindKey(pKeys, pLine->cpKey);
-            bGood = bCutUp && pKey != nullptr && cpObject != nullptr &&
-                    bStore(pKey, cpObject, pLine->cpValue);
+            bGood =
+                bCutUp && pKey != nullptr && iObject >= 0 && bStore(pKey, iObject, pLine->cpValue);
         }
         if (!bGood)
             vFatal("%s:%d: %s: %s %s", cpName, giLines + 1,
@@ -137,20 +127,22 @@ static void vAddRecords(OUT* pOut, const KEY* pKey, int iOwner)
 }
 
 // A value that changes, unless it is what a new object has.
-static void vAddValue(OUT* pOut, const KEY* pKey, const void* vpValue)
+static void vAddValue(OUT* pOut, const KEY* pKey, int iIndex)
 {
-    if (pKey->eKind == KEY_FLAG) {
-        if (*(const bool*)vpValue)
+    if (pKey->eKind == KEY_RECORD) {
+        vAddRecords(pOut, pKey, iIndex);
+    } else if (pKey->eKind == KEY_FLAG) {
+        if (*pKey->strIn(iIndex).bp)
             vAdd(pOut, "%s = yes\n", pKey->cpName);
     } else if (pKey->eKind == KEY_BYTES) {
-        const BYTES* pBytes = (const BYTES*)vpValue;
+        const BYTES* pBytes = pKey->strIn(iIndex).pBytes;
         if (pBytes->iLen == 0)
             return;
         vAdd(pOut, "%s = ", pKey->cpName);
         vAddBytes(pOut, pBytes->c, pBytes->iLen);
         vAdd(pOut, "\n");
     } else {
-        const int iValue = *(const int*)vpValue;
+        const int iValue = *pKey->strIn(iIndex).ip;
         if (iValue == -1 && iValue != pKey->iDefault)
             vAdd(pOut, "%s = none\n", pKey->cpName);
         else if (iValue != pKey->iDefault)
@@ -158,14 +150,12 @@ static void vAddValue(OUT* pOut, const KEY* pKey, const void* vpValue)
     }
 }
 
-// The values that change, of the iIndex-th object of its kind.
-static void vAddSaved(OUT* pOut, const KEY* pKeys, const void* vpObject, int iIndex)
+// The values that change, of the iIndex-th object of a section.
+static void vAddSaved(OUT* pOut, const KEY* pKeys, int iIndex)
 {
     for (const KEY* p = pKeys; p->cpName != nullptr; p++) {
-        if (p->eKind == KEY_RECORD)
-            vAddRecords(pOut, p, iIndex);
-        else if (p->bSaved)
-            vAddValue(pOut, p, (const char*)vpObject + p->uiOffset);
+        if (p->bSaved)
+            vAddValue(pOut, p, iIndex);
     }
 }
 
@@ -184,10 +174,8 @@ void vWriteState(OUT* pOut)
             continue;
         pKeys = pSectionKeys(pLine->cpKey);
         if (pKeys == gstrDeviceKeys)
-            vAddSaved(pOut, pKeys, &gstrLib.strDevices[iDevice], iDevice);
+            vAddSaved(pOut, pKeys, iDevice++);
         else if (pKeys == gstrCartridgeKeys)
-            vAddSaved(pOut, pKeys, &gstrLib.strCartridges[iCartridge], iCartridge);
-        iDevice += pKeys == gstrDeviceKeys ? 1 : 0;
-        iCartridge += pKeys == gstrCartridgeKeys ? 1 : 0;
+            vAddSaved(pOut, pKeys, iCartridge++);
     }
 }

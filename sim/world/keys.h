@@ -23,11 +23,23 @@ enum KEY_KIND {
     KEY_RECORD // repeated: where, and data; the limit is the kind of owner
 };
 
+// Where the value of a key is, as its kind has it.
+union VALUE {
+    int* ip;
+    bool* bp;
+    const char** cpp;
+    DEVICE_TYPE* pType;
+    MEDIUM* pMedium;
+    ADDRESS* pAddress;
+    DEVICE_NUMBER* pNumber;
+    BYTES* pBytes;
+};
+
 struct KEY {
     const char* cpName;
     KEY_KIND eKind;
-    bool bSaved; // changes while the library is in use
-    size_t uiOffset;
+    bool bSaved;                // changes while the library is in use
+    VALUE (*strIn)(int iIndex); // of the iIndex-th device or cartridge; null: it has no field
     int iLimit;
     int iDefault; // what an object has that its description says nothing about
 };
@@ -43,11 +55,11 @@ const KEY* pSectionKeys(const char* cpHeader);
 // The key of this name in a section, null when the section has none or there is no section yet.
 const KEY* pFindKey(const KEY* pKeys, const char* cpName);
 
-// Gives an object, all zero, the values that its description need not name; returns it.
-char* cpNew(const KEY* pKeys, void* vpObject);
+// Gives the iIndex-th object of a section, all zero, the values that its description need not name.
+void vNew(const KEY* pKeys, int iIndex);
 
-// Stores one value; returns false when it is not of the key's kind.
-bool bStore(const KEY* pKey, char* cpObject, const char* cp);
+// values.cpp: stores one value of it; returns false when it is not of the key's kind.
+bool bStore(const KEY* pKey, int iIndex, const char* cp);
 
 // Says why something is refused; returns false.
 bool bRefuse(const char* cpFormat, ...) __attribute__((format(printf, 1, 2)));
