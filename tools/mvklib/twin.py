@@ -15,24 +15,24 @@ def ask_loader(loader, questions):
 
 
 def place_drives(loaders, tapes):
-    """The loader and the element of each tape drive, by the drive's address. What a loader tells
-    counts when its drives all differ and each is a tape drive; the other loaders get what is left
-    of their own host, then of any, in order."""
+    """The address of the loader and of the element of each tape drive, by the drive's address. What
+    a loader tells counts when its drives all differ and each is a tape drive; the other loaders get
+    what is left of their own host, then of any, in order."""
     places, left, free = {}, [], [tape["address"] for tape in tapes]
     for loader, elements, told in loaders:
         drives = [element for element in elements if element["kind"] == "drive"]
+        spots = [(loader["address"], drive["address"]) for drive in drives]
         addresses = [told.get(drive["number"]) for drive in drives]
         if len(set(addresses)) == len(drives) and set(addresses) <= set(free):
-            places.update(zip(addresses, ((loader, drive) for drive in drives)))
+            places.update(zip(addresses, spots))
             free = [address for address in free if address not in addresses]
         else:
-            left.append((loader, drives))
+            left.append((f"{loader['address'].split(':')[0]}:", spots))
     for same_host in (True, False):
-        for loader, drives in left:
-            host = f"{loader['address'].split(':')[0]}:"
+        for host, spots in left:
             near = [address for address in free if not same_host or address.startswith(host)]
-            for address in near[: len(drives)]:
-                places[address] = (loader, drives.pop(0))
+            for address in near[: len(spots)]:
+                places[address] = spots.pop(0)
                 free.remove(address)
     return places
 
@@ -53,32 +53,33 @@ def describe_cartridges(loader, elements, loaded):
             )
 
 
-def describe(devices, questions, labels):
-    """The lines of the description of all devices, in the order of the scan."""
-    asked = [device for device in devices if device["type"] == "loader" and device["name"]]
-    loaders = [(loader, *ask_loader(loader, questions)) for loader in asked]
+def describe_devices(devices, loaders, questions, labels):
+    """The sections of all devices, in the order of the scan. Returns the lines of the cartridges
+    that are loaded, by the address of the loader and of the element."""
     elements = {loader["address"]: listed for loader, listed, _ in loaders}
     tapes = [device for device in devices if device["type"] == "tape"]
-    places, loaded = place_drives(loaders, tapes), {}
-    yield "# A library as mvk saw it; for mvk-sim --library."
-    number = 0
+    places, loaded, number = place_drives(loaders, tapes), {}, 0
     for device in devices:
         if device["type"] == "tape":
-            loader, drive = places.get(device["address"], (None, None))
-            place = [("element", drive["address"])] if drive else []
-            numbers = (number, tapes.index(device))
-            lines, cartridge = describe_drive(device, place, numbers, questions, labels)
-            if drive:
-                loaded[loader["address"], drive["address"]] = cartridge
+            spot, numbers = places.get(device["address"]), (number, tapes.index(device))
+            place = [("element", spot[1])] if spot else []
+            lines, loaded[spot] = describe_drive(device, place, numbers, questions, labels)
             yield from lines
         else:
             kind = "changer" if device["type"] == "loader" else "disk"
-            lines = identity(device, kind, number) + element_runs(
-                elements.get(device["address"], [])
-            )
-            yield from section("device", lines)
+            runs = element_runs(elements.get(device["address"], []))
+            yield from section("device", identity(device, kind, number) + runs)
         number = generic_number(device, number) + 1
-    for loader, listed, _ in loaders:
-        yield from describe_cartridges(loader, listed, loaded)
+    return loaded
+
+
+def describe(devices, questions, labels):
+    """The lines of the description."""
+    asked = [device for device in devices if device["type"] == "loader" and device["name"]]
+    loaders = [(loader, *ask_loader(loader, questions)) for loader in asked]
+    yield "# A library as mvk saw it; for mvk-sim --library."
+    loaded = yield from describe_devices(devices, loaders, questions, labels)
+    for loader, elements, _ in loaders:
+        yield from describe_cartridges(loader, elements, loaded)
     for text in questions.failed:
         yield f"# Not told: {line_of(text)}"
