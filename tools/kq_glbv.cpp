@@ -19,13 +19,24 @@ static const char szUsage[] =
     "usage: kq_glbv r NAME         print the variable\n"
     "       kq_glbv R NAME         print and delete it\n"
     "       kq_glbv w NAME VALUE   write it\n"
-    "       kq_glbv d NAME         delete it, or every file that a pattern with * matches\n";
+    "       kq_glbv d NAME         delete it, or every file that a pattern with * matches\n"
+    "       kq_glbv -h | --help | --version\n";
 
 // Prints why nothing was done, after cpWhat where there is such. Returns iStatus.
 static int iRefuse(int iStatus, const char* cpWhat, const char* cpReason)
 {
     fprintf(stderr, "kq_glbv: %s%s%s\n", cpWhat, *cpWhat == '\0' ? "" : ": ", cpReason);
     return iStatus;
+}
+
+// Prints what a single option asks for. Returns whether it was one.
+static bool bHelp(int argc, char** argv)
+{
+    const bool bVersion = argc == 2 && strcmp(argv[1], "--version") == 0;
+    const bool bUsage = argc == 2 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0);
+    if (bVersion || bUsage)
+        fputs(bVersion ? "kq_glbv " MVK_VERSION "\n" : szUsage, stdout);
+    return bVersion || bUsage;
 }
 
 // Checks the command line. Returns iDONE, or iUSAGE after a text on standard error.
@@ -115,6 +126,8 @@ int main(int argc, char** argv)
     char szDirectory[1024];
     char szPath[iPATH_SIZE];
     char szValue[iGLBV_VALUE_SIZE] = "";
+    if (bHelp(argc, argv))
+        return iDONE;
     const int iChecked = iCheckArguments(argc, argv);
     if (iChecked != iDONE)
         return iChecked;

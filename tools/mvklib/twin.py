@@ -3,6 +3,8 @@
 from .description import element_runs, generic_number, identity, line_of, section
 from .twin_drives import describe_drive
 
+TYPES = {"loader": "changer", "other": "disk"}
+
 
 def ask_loader(loader, questions):
     """The elements of a loader and the drives that it tells, by their number."""
@@ -66,9 +68,8 @@ def describe_devices(devices, loaders, questions, labels):
             lines, loaded[spot] = describe_drive(device, place, numbers, questions, labels)
             yield from lines
         else:
-            kind = "changer" if device["type"] == "loader" else "disk"
             runs = element_runs(elements.get(device["address"], []))
-            yield from section("device", identity(device, kind, number) + runs)
+            yield from section("device", identity(device, TYPES[device["type"]], number) + runs)
         number = generic_number(device, number) + 1
     return loaded
 
