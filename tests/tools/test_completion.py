@@ -1,20 +1,49 @@
 # Completion for bash: what is offered behind a command line.
 import pytest
-from companions import ROOT, lab
+from companions import DEFAULT, ROOT, lab
 
 OPERATIONS = set("i s e l hm m u L r a p I c get_eeprom set_eeprom erase read get set".split())
-DEVICES = set("0030 /dev/sg1 0040 /dev/sg2 0050 /dev/sg3".split())
+DASHED = {f"-{word}" for word in OPERATIONS if len(word) < 3}
+LISTED = set("0030 0:0:3:0 /dev/sg1 0040 0:0:4:0 /dev/sg2 0050 0:0:5:0 /dev/sg3".split())
+DEVICES = LISTED | {"/dev/nst0", "/dev/nst1", "/dev/sch0"}
+JSON = set("--verify --force --indent --map --help --version".split())
+SIM = set("--library --state --scenario --strict --log --reset --plain --print --capture".split())
+COMPLETE = '. "$1"; COMP_LINE=$0 COMP_POINT=${#0}; _mvk; printf "%s\\n" "${COMPREPLY[@]}"'
 
 
 @pytest.fixture
 def offered(lab):
-    script = ROOT / "completions/mvk"
-    complete = f'. {script}; COMP_LINE=$0 COMP_POINT=${{#0}}; _mvk; echo "${{COMPREPLY[@]}}"'
-    return lambda line: set(lab.run("bash", "-c", complete, line)[1].split())
+    def words(line):
+        return set(lab.run("bash", "-c", COMPLETE, line, ROOT / "completions/mvk")[1].split())
+    return words
 
 
 @pytest.mark.parametrize("line, words", [
     ("mvk ", DEVICES | {"scan", "--help"}),
-    ("mvk 0030 ", OPERATIONS)])
+    ("/usr/bin/mvk 0030 ", OPERATIONS),
+    ("mvk 0030 -", DASHED),
+    ("mvk 0:0:", {"3:0", "4:0", "5:0"}),
+    ("mvk scan ", set()),
+    ("mvk 0030 m s:0 ", {"s:", "d:", "p:"}),
+    ("mvk-json ", DEVICES | JSON | {"scan"}),
+    ("mvk-json 0030 m --ver", {"--verify", "--version"}),
+    ("mvk-json --verify 0030 m ", {"s:", "d:", "p:"}),
+    ("mvk-json --map ", DEVICES),
+    ("mvk-json --map 0030 ", set()),
+    ("mvk-json -- ", DEVICES | {"scan", "--help"}),
+    ("mvk-sim -", SIM | {"--help", "--version"}),
+    ("mvk-sim --state x -- mvk-json --map /dev/s", {"/dev/sg1", "/dev/sg2", "/dev/sg3", "/dev/sch0"}),
+    ("mvk-sim --capture --l", {"--labels"}),
+    ("mvk-sim mvk 0030 m", {"m"}),
+    ("mvk-sim mvk-captur", {"mvk-capture"}),
+    ("mvk-sim -l tarvo", {"tarvo.ini"}),
+    ("mvk-capture ", {"--labels", "--no-labels", "--help", "--version"}),
+    ("kq_glbv r gv_", {"gv_prot", "gv_mvk_adr_0030", "gv_mvk_adr_0040", "gv_mvk_adr_0050"})])
 def test_completion(offered, line, words):
     assert offered(line) == words
+
+
+def test_without_sysfs(lab, offered):
+    lab.library = lab.home / "listed.ini"
+    lab.library.write_text("[library]\nsysfs = no\n" + DEFAULT.read_text())
+    assert offered("mvk ") == LISTED | {"scan", "--help"}
