@@ -87,10 +87,8 @@ static void vPicture(OUT* pOut)
         if (pDev->eType == TYPE_TAPE && pDev->iNode >= 0)
             vAdd(pOut, " /dev/nst%d", pDev->iNode);
         vAdd(pOut, "\n");
-        for (int j = 0; j < gstrLib.iElements; j++) {
-            if (gstrLib.strElements[j].iChanger == i)
-                vPictureElement(pOut, &gstrLib.strElements[j]);
-        }
+        for (int j = 0; j < pDev->iElements; j++)
+            vPictureElement(pOut, &gstrLib.strElements[pDev->iFirstElement + j]);
     }
 }
 

@@ -11,15 +11,16 @@ static const int iTAG_TEXT = 32;   // its part that is filled with blanks
 
 int iAddressPage(const REQUEST* pReq, unsigned char* cpOut)
 {
+    const DEVICE* pDev = pDeviceOf(pReq);
     memset(cpOut, 0, 20);
     cpOut[0] = 0x1D;
     cpOut[1] = 18;
     for (int iType = ELEMENT_TRANSPORT; iType <= ELEMENT_DRIVE; iType++) {
         unsigned uiFirst = 0;
         unsigned uiCount = 0;
-        for (int i = 0; i < gstrLib.iElements; i++) {
-            const ELEMENT* pElement = &gstrLib.strElements[i];
-            if (pElement->iChanger != pReq->iDevice || (int)pElement->eType != iType)
+        for (int i = 0; i < pDev->iElements; i++) {
+            const ELEMENT* pElement = &gstrLib.strElements[pDev->iFirstElement + i];
+            if ((int)pElement->eType != iType)
                 continue;
             if (uiCount++ == 0 || (unsigned)pElement->iAddress < uiFirst)
                 uiFirst = (unsigned)pElement->iAddress;
@@ -91,13 +92,14 @@ struct STATUS_REPORT {
 // Adds the page of a type, unless it has no elements that were asked for.
 static void vAddPage(STATUS_REPORT* pReport, ELEMENT_TYPE eType)
 {
+    const DEVICE* pDev = pDeviceOf(pReport->pReq);
     unsigned char* cp = pReport->pReq->cpIn;
     const int iPage = pReport->iLen;
     int iLen = iPage + 8;
-    for (int i = 0; i < gstrLib.iElements; i++) {
-        const ELEMENT* pElement = &gstrLib.strElements[i];
-        if (pElement->iChanger != pReport->pReq->iDevice || pElement->eType != eType ||
-            pElement->iAddress < pReport->iStart || pReport->iCount >= pReport->iMax)
+    for (int i = 0; i < pDev->iElements; i++) {
+        const ELEMENT* pElement = &gstrLib.strElements[pDev->iFirstElement + i];
+        if (pElement->eType != eType || pElement->iAddress < pReport->iStart ||
+            pReport->iCount >= pReport->iMax)
             continue;
         if (pReport->iCount++ == 0 || pElement->iAddress < pReport->iFirst)
             pReport->iFirst = pElement->iAddress;
@@ -112,7 +114,8 @@ static void vAddPage(STATUS_REPORT* pReport, ELEMENT_TYPE eType)
     pReport->iLen = iLen;
 }
 
-// READ ELEMENT STATUS: a page for each type that has elements at or above the starting address.
+// READ ELEMENT STATUS: a page for each type that has elements at or above the starting address, in
+// the order of the device.
 void vReadElementStatus(REQUEST* pReq)
 {
     const unsigned char* cpCDB = pReq->cpCDB;
@@ -124,9 +127,9 @@ void vReadElementStatus(REQUEST* pReq)
     }
     STATUS_REPORT strReport = {
         pReq, (cpCDB[1] & 0x10) != 0, (int)uiGet(cpCDB + 2, 2), (int)uiGet(cpCDB + 4, 2), 0, 0, 8};
-    for (int iType = ELEMENT_TRANSPORT; iType <= ELEMENT_DRIVE; iType++) {
-        if (iWanted == 0 || iWanted == iType)
-            vAddPage(&strReport, (ELEMENT_TYPE)iType);
+    for (const ELEMENT_TYPE eType : pDeviceOf(pReq)->eOrder) {
+        if (iWanted == 0 || iWanted == (int)eType)
+            vAddPage(&strReport, eType);
     }
     vPut(pReq->cpIn, 2, (unsigned)strReport.iFirst);
     vPut(pReq->cpIn + 2, 2, (unsigned)strReport.iCount);
@@ -137,8 +140,7 @@ void vReadElementStatus(REQUEST* pReq)
 // The element with this address in the changer of a request, null for none.
 static ELEMENT* pOwnElement(const REQUEST* pReq, const unsigned char* cpAddress)
 {
-    ELEMENT* pElement = pElementAt(uiGet(cpAddress, 2));
-    return pElement != nullptr && pElement->iChanger == pReq->iDevice ? pElement : nullptr;
+    return pElementAt(pReq->iDevice, (int)uiGet(cpAddress, 2));
 }
 
 static void vMove(ELEMENT* pFrom, ELEMENT* pTo)
@@ -156,11 +158,11 @@ static void vMove(ELEMENT* pFrom, ELEMENT* pTo)
 // MOVE MEDIUM. Transport address 0 is the default transport.
 void vMoveMedium(REQUEST* pReq)
 {
+    const bool bAnyArm = uiGet(pReq->cpCDB + 2, 2) == 0;
     const ELEMENT* pArm = pOwnElement(pReq, pReq->cpCDB + 2);
     ELEMENT* pFrom = pOwnElement(pReq, pReq->cpCDB + 4);
     ELEMENT* pTo = pOwnElement(pReq, pReq->cpCDB + 6);
-    const bool bArm =
-        pArm != nullptr ? pArm->eType == ELEMENT_TRANSPORT : uiGet(pReq->cpCDB + 2, 2) == 0;
+    const bool bArm = bAnyArm || (pArm != nullptr && pArm->eType == ELEMENT_TRANSPORT);
     if (!bArm || pFrom == nullptr || pTo == nullptr) {
         vCheck(pReq, SENSE_ILLEGAL_REQUEST, CODE_INVALID_ADDRESS);
     } else if (pFrom->iCartridge < 0) {

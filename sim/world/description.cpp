@@ -42,6 +42,8 @@ static int iBegin(const KEY* pKeys, int iLine)
         iIndex = gstrLib.iDevices++;
         gstrLib.strDevices[iIndex] = {};
         gstrLib.strDevices[iIndex].iLine = iLine;
+        for (int i = 0; i < iELEMENT_TYPES; i++)
+            gstrLib.strDevices[iIndex].eOrder[i] = (ELEMENT_TYPE)(ELEMENT_TRANSPORT + i);
         vNew(pKeys, iIndex);
     } else if (pKeys == gstrCartridgeKeys) {
         iIndex = gstrLib.iCartridges++;

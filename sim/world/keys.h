@@ -18,6 +18,7 @@ enum KEY_KIND {
     KEY_LABEL,     // a label layout, looked up as well
     KEY_LATER,     // text that is looked up
     KEY_ELEMENTS,  // count "from" address; the limit is the element type
+    KEY_ORDER,     // element types in an order
     KEY_EXCEPTION,
     KEY_NODE,  // what stands at a node, as mknod has it, or none
     KEY_RECORD // repeated: where, and data; the limit is the kind of owner

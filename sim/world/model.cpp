@@ -8,31 +8,66 @@
 LIBRARY gstrLib;
 const char* gcpLibrary;
 
-static uint16_t guiElementAt[65536];  // index + 1 into the elements by address
+// Index + 1 into the elements: a table with room for twice as many, in which an element stands at
+// the place that its changer and address make, or behind it at the first free one. Elements that
+// follow one another do so here, too, so that a small library touches little memory.
+static const unsigned uiPLACES = 2 * iELEMENT_MAX;
+static int giElementAt[uiPLACES];
+
 static uint16_t guiDeviceAt[iSG_MAX]; // index + 1 into the devices by generic number
+static int giChangerAt[iDEVICE_MAX];  // indexes of the devices with elements
+static int giChangers;
+
+static unsigned uiPlaceOf(int iChanger, int iAddress)
+{
+    return ((unsigned)iChanger * 40503U + (unsigned)iAddress) % uiPLACES;
+}
 
 void vForgetAll()
 {
+    for (int i = 0; i < gstrLib.iElements; i++) {
+        const ELEMENT* pElement = &gstrLib.strElements[i];
+        unsigned uiPlace = uiPlaceOf(pElement->iChanger, pElement->iAddress);
+        for (; giElementAt[uiPlace] != 0; uiPlace = (uiPlace + 1) % uiPLACES)
+            giElementAt[uiPlace] = 0;
+    }
+    for (int i = 0; i < gstrLib.iDevices; i++)
+        guiDeviceAt[gstrLib.strDevices[i].iSg] = 0;
     gstrLib.iDevices = 0;
     gstrLib.iElements = 0;
     gstrLib.iCartridges = 0;
     vForgetRecords();
-    memset(guiElementAt, 0, sizeof(guiElementAt));
-    memset(guiDeviceAt, 0, sizeof(guiDeviceAt));
+}
+
+// Where an element stands in the table, or would stand.
+static int* ipPlace(int iChanger, int iAddress)
+{
+    unsigned uiPlace = uiPlaceOf(iChanger, iAddress);
+    for (; giElementAt[uiPlace] != 0; uiPlace = (uiPlace + 1) % uiPLACES) {
+        const ELEMENT* pElement = &gstrLib.strElements[giElementAt[uiPlace] - 1];
+        if (pElement->iChanger == iChanger && pElement->iAddress == iAddress)
+            break;
+    }
+    return &giElementAt[uiPlace];
 }
 
 bool bAddElement(int iAddress, ELEMENT_TYPE eType)
 {
-    if (guiElementAt[iAddress] != 0)
+    const int iChanger = gstrLib.iDevices - 1;
+    DEVICE* pChanger = &gstrLib.strDevices[iChanger];
+    int* ip = ipPlace(iChanger, iAddress);
+    if (*ip != 0)
         return false;
-    gstrLib.strElements[gstrLib.iElements++] = {iAddress, eType, gstrLib.iDevices - 1, -1, -1, -1};
-    guiElementAt[iAddress] = (uint16_t)gstrLib.iElements;
+    if (pChanger->iElements++ == 0)
+        pChanger->iFirstElement = gstrLib.iElements;
+    gstrLib.strElements[gstrLib.iElements++] = {iAddress, eType, iChanger, -1, -1, -1};
+    *ip = gstrLib.iElements;
     return true;
 }
 
-ELEMENT* pElementAt(unsigned uiAddress)
+ELEMENT* pElementAt(int iChanger, int iAddress)
 {
-    const int iAt = guiElementAt[uiAddress & 0xFFFF];
+    const int iAt = *ipPlace(iChanger, iAddress);
     return iAt != 0 ? &gstrLib.strElements[iAt - 1] : nullptr;
 }
 
@@ -58,16 +93,16 @@ const ADDRESS* pAddressOf(const DEVICE* pDev, bool bTape)
 
 CARTRIDGE* pDriveCartridge(const DEVICE* pDev)
 {
-    const ELEMENT* pElement = pDev->iElement >= 0 ? pElementAt((unsigned)pDev->iElement) : nullptr;
-    if (pElement == nullptr || pElement->iCartridge < 0)
-        return nullptr;
-    return &gstrLib.strCartridges[pElement->iCartridge];
+    const int iCartridge =
+        pDev->iElementIndex >= 0 ? gstrLib.strElements[pDev->iElementIndex].iCartridge : -1;
+    return iCartridge >= 0 ? &gstrLib.strCartridges[iCartridge] : nullptr;
 }
 
-// Gives every device its generic number and its level.
+// Gives every device its generic number and its level, and notes the changers.
 static void vTieDevices(const char* cpName)
 {
     int iNext = 0;
+    giChangers = 0;
     for (int i = 0; i < gstrLib.iDevices; i++) {
         DEVICE* pDev = &gstrLib.strDevices[i];
         if (pDev->iSg < 0)
@@ -78,9 +113,30 @@ static void vTieDevices(const char* cpName)
             vFatal("%s:%d: there is a /dev/sg%d already", cpName, pDev->iLine, pDev->iSg);
         guiDeviceAt[pDev->iSg] = (uint16_t)(i + 1);
         iNext = pDev->iSg + 1;
+        if (pDev->iElements > 0)
+            giChangerAt[giChangers++] = i;
         if (pDev->iLevel < 0)
             pDev->iLevel = pDev->iAnsi > 1 ? pDev->iAnsi + 1 : pDev->iAnsi;
     }
+}
+
+static bool bSameAddress(const ADDRESS* pFirst, const ADDRESS* pSecond)
+{
+    return pFirst->iHost == pSecond->iHost && pFirst->iChannel == pSecond->iChannel &&
+           pFirst->iTarget == pSecond->iTarget && pFirst->iLun == pSecond->iLun;
+}
+
+// The element with an address in a changer that is named, else in the first that has it; null for
+// none.
+static ELEMENT* pNamedElement(const ADDRESS* pChanger, int iAddress)
+{
+    ELEMENT* pFound = nullptr;
+    for (int i = 0; i < giChangers && pFound == nullptr; i++) {
+        const DEVICE* pDev = &gstrLib.strDevices[giChangerAt[i]];
+        if (pChanger->iHost < 0 || bSameAddress(pChanger, &pDev->strAddress))
+            pFound = pElementAt(giChangerAt[i], iAddress);
+    }
+    return pFound;
 }
 
 // Puts every cartridge into the element that it lies in.
@@ -90,7 +146,7 @@ static void vTieCartridges(const char* cpName)
         const CARTRIDGE* pCart = &gstrLib.strCartridges[i];
         if (pCart->iPlace < 0)
             continue;
-        ELEMENT* pElement = pElementAt((unsigned)pCart->iPlace);
+        ELEMENT* pElement = pNamedElement(&pCart->strChanger, pCart->iPlace);
         if (pElement == nullptr || pElement->iCartridge >= 0)
             vFatal("%s:%d: no room for this cartridge at %d", cpName, pCart->iLine, pCart->iPlace);
         pElement->iCartridge = i;
@@ -109,11 +165,12 @@ static void vTieDrive(const char* cpName, int iDevice, int iTape)
         };
     if (pDev->iElement < 0)
         return;
-    ELEMENT* pElement = pElementAt((unsigned)pDev->iElement);
+    ELEMENT* pElement = pNamedElement(&pDev->strChanger, pDev->iElement);
     if (pElement == nullptr || pElement->eType != ELEMENT_DRIVE || pElement->iDrive >= 0)
         vFatal("%s:%d: no free drive element at %d for this device", cpName, pDev->iLine,
                pDev->iElement);
     pElement->iDrive = iDevice;
+    pDev->iElementIndex = (int)(pElement - gstrLib.strElements);
     pDev->bLoaded = pDev->bLoaded && pElement->iCartridge >= 0;
 }
 
@@ -127,6 +184,7 @@ void vTieTogether(const char* cpName)
     vTieCartridges(cpName);
     for (int i = 0; i < gstrLib.iDevices; i++) {
         DEVICE* pDev = &gstrLib.strDevices[i];
+        pDev->iElementIndex = -1;
         if (pDev->eType == TYPE_TAPE)
             vTieDrive(cpName, i, iTapes++);
         else if (pDev->eType == TYPE_CHANGER)

@@ -6,8 +6,8 @@
 #include "text.h"
 
 static const int iDEVICE_MAX = 2048;
-static const int iELEMENT_MAX = 4096;
-static const int iCARTRIDGE_MAX = 4096;
+static const int iELEMENT_MAX = 65536;
+static const int iCARTRIDGE_MAX = 65536;
 static const int iSG_MAX = 32768; // numbers of generic devices, as many as the kernel has
 
 // SCSI peripheral device types that the simulator acts upon, of all that a description can name.
@@ -22,6 +22,7 @@ enum DEVICE_TYPE {
 
 // Element type codes.
 enum ELEMENT_TYPE { ELEMENT_TRANSPORT = 1, ELEMENT_SLOT, ELEMENT_PORT, ELEMENT_DRIVE };
+static const int iELEMENT_TYPES = 4;
 
 enum MEDIUM { MEDIUM_DATA, MEDIUM_WORM, MEDIUM_CLEANING };
 
@@ -70,10 +71,16 @@ struct DEVICE {
     const char* cpProduct;
     const char* cpRevision;
     int iDelay; // ms for every command
+    // of a changer
+    int iFirstElement; // index
+    int iElements;
+    ELEMENT_TYPE eOrder[iELEMENT_TYPES]; // in which it reports the types
     // of a drive
-    int iElement;    // its address in the changer, -1 none
-    int iStatusByte; // byte 18 of the sense data, -1 as its state has it
-    int iMediumType; // -1 as the cartridge has it
+    ADDRESS strChanger; // that it stands in, host -1: the first with an element at this address
+    int iElement;       // the element's address there, -1 none
+    int iElementIndex;  // the element, -1 none
+    int iStatusByte;    // byte 18 of the sense data, -1 as its state has it
+    int iMediumType;    // -1 as the cartridge has it
     bool bAutoLoad;
     bool bLoaded;
     bool bPrevent;
@@ -98,8 +105,9 @@ struct ELEMENT {
 struct CARTRIDGE {
     int iLine;
     const char* cpBarcode;
-    int iPlace;  // element address, -1 outside the library
-    int iSource; // storage element it last came from, -1 none
+    ADDRESS strChanger; // that it lies in, as for a drive
+    int iPlace;         // element address, -1 outside the library
+    int iSource;        // storage element it last came from, -1 none
     MEDIUM eMedium;
     int iMediumType;
     bool bProtected;
@@ -124,16 +132,16 @@ extern const char* gcpLibrary; // path of the description, set when the library 
 // Takes all devices, elements and cartridges away.
 void vForgetAll();
 
-// Adds an empty element to the changer that is being described. Returns false when its address is
-// taken; there must be room.
+// Adds an empty element to the changer that is being described. Returns false when it has one with
+// this address; there must be room.
 bool bAddElement(int iAddress, ELEMENT_TYPE eType);
 
 // Ties together what the description names by number and address; cpName is the file that is being
 // read. A mistake ends the process with file and line.
 void vTieTogether(const char* cpName);
 
-// The element with an address, null for none.
-ELEMENT* pElementAt(unsigned uiAddress);
+// The element of a changer, by its device's index, with an address; null for none.
+ELEMENT* pElementAt(int iChanger, int iAddress);
 
 // Index of the device /dev/sg<iNumber>, -1 none.
 int iSgDevice(int iNumber);

@@ -62,14 +62,36 @@ static bool bAddElements(const char* cp, ELEMENT_TYPE eType)
     return true;
 }
 
+// "drives transports": the types in the order in which a changer reports them; the others follow.
+static bool bStoreOrder(ELEMENT_TYPE* pOrder, const char* cp)
+{
+    static const char* const cpNames[] = {"transports", "slots", "ports", "drives"};
+    char szName[12];
+    bool bNamed[iELEMENT_TYPES] = {};
+    int iNext = 0;
+    while (!bAtEnd(cp)) {
+        const bool bWord = bTakeWord(&cp, szName, sizeof(szName));
+        const int iType = bWord ? iWordAmong(cpNames, iELEMENT_TYPES, szName) : -1;
+        if (iType < 0 || bNamed[iType])
+            return false;
+        bNamed[iType] = true;
+        pOrder[iNext++] = (ELEMENT_TYPE)(ELEMENT_TRANSPORT + iType);
+    }
+    for (int i = 0; i < iELEMENT_TYPES; i++) {
+        if (!bNamed[i])
+            pOrder[iNext++] = (ELEMENT_TYPE)(ELEMENT_TRANSPORT + i);
+    }
+    return true;
+}
+
 // "4099 0x8300": an element of the changer so far has an exception.
-static bool bAddException(const char* cp)
+static bool bAddException(int iChanger, const char* cp)
 {
     int iAt;
     int iSense;
     if (!bTakeNumber(&cp, &iAt) || !bTakeNumber(&cp, &iSense) || !bAtEnd(cp) || iSense < 0)
         return false;
-    ELEMENT* pElement = iAt >= 0 && iAt <= 65535 ? pElementAt((unsigned)iAt) : nullptr;
+    ELEMENT* pElement = pElementAt(iChanger, iAt);
     if (pElement == nullptr)
         return bRefuse("no element at %d so far", iAt);
     pElement->iException = iSense & 0xFFFF;
@@ -193,7 +215,9 @@ bool bStore(const KEY* pKey, int iIndex, const char* cp)
     case KEY_LABEL:
         return strcmp(cp, "2A") == 0 || strcmp(cp, "TAPE") == 0;
     case KEY_EXCEPTION:
-        return bAddException(cp);
+        return bAddException(iIndex, cp);
+    case KEY_ORDER:
+        return bStoreOrder(gstrLib.strDevices[iIndex].eOrder, cp);
     case KEY_RECORD:
         return bStoreRecord((MEDIA_OWNER)pKey->iLimit, iIndex, cp);
     case KEY_LATER:

@@ -1,5 +1,6 @@
 # The simulated library itself: what programs see of it, and what it refuses.
 import os
+import re
 import subprocess
 
 import pytest
@@ -150,6 +151,49 @@ def test_medium(lab):
     assert "written = 0 6f6e650a\n" in lab.read("state")
     writes = [event.path for event in read_log(lab.home / "log") if event.name == "write"]
     assert writes == ["/dev/nst0a", "/dev/nst0a", "/dev/sda"]
+
+
+# Two changers with the same addresses, from 0 on; the first one reports its slots first.
+CHANGERS = """
+[device]
+address = 0:0:1:0
+type = changer
+element_order = slots drives
+drives = 1 from 6
+transports = 1 from 0
+slots = 2 from 4
+slots = 2 from 2
+[device]
+address = 0:0:2:0
+type = changer
+transports = 1 from 1
+slots = 1 from 0
+drives = 1 from 6
+[device]
+address = 0:0:3:0
+type = tape
+changer = 0:0:2:0
+element = 6
+[cartridge]
+barcode = FIRST
+place = 4
+[cartridge]
+barcode = SECOND
+changer = 0:0:2:0
+place = 0
+"""
+
+
+def test_elements_by_changer(lab):
+    moves = "mvk 0010 hm 4 2 0 && mvk 0020 hm 0 6 0 && mvk 0010 l"
+    run = look(lab, CHANGERS, moves + "; mvk 0020 l; cat /proc/scsi/mvk-sim")
+    addresses = re.findall(r"adr=\s*(\d+)", run.stdout)
+    assert addresses == "4 5 2 3 6 0 1 0 6".split(), run.stdout
+    assert (
+        "slot          2 FIRST\n" in run.stdout
+        and "drive         6 /dev/sg2 SECOND\n" in run.stdout
+    )
+    assert "source = 4\n" in lab.read("state") and "source = 0\n" in lab.read("state")
 
 
 def test_state_that_was_cut(lab):
