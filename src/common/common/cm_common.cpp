@@ -10,9 +10,9 @@
 enum { iLINE_SIZE = 1024 };
 
 // How many references are followed one behind the other, and how many lines one look-up reads,
-// those of its references included: some tenths of a second.
+// those of its references included: a tenth of a second.
 static const int iMAX_LEVEL = 64;
-static const int iMAX_LINES = 1 << 23;
+static const int iMAX_LINES = 5 << 20;
 
 // Where a key is looked up that a value refers to and its own section does not have.
 static const char szDEFAULT[] = "[DEFAULT]";
@@ -51,11 +51,11 @@ static bool bExplain(const LOOKUP* pLookup, SEARCH eSearch, const char* cpSectio
                  ".");
 }
 
-// Reads the file up to the line of the key, which it leaves in szLine. Returns false, with the
-// reason in cpMsg, when there is none. Not inlined: its buffer would lie on the stack once for each
-// reference that is followed.
+// Reads the file up to the line of the key, which it leaves in cpLine of iLINE_SIZE bytes. Returns
+// false, with the reason in cpMsg, when there is none. Not inlined: its buffer would lie on the
+// stack once for each reference that is followed.
 [[gnu::noinline]] static bool bFindLine(LOOKUP* pLookup, const char* cpSection, const char* cpKey,
-                                        char (&szLine)[iLINE_SIZE])
+                                        char* cpLine)
 {
     static const char szNoFile[] = "i_GetPrivateProfileString: FILE NOT FOUND OR ACCESS PROBLEM";
     char cBuffer[iTEXT_BUFFER_SIZE];
@@ -74,13 +74,13 @@ static bool bExplain(const LOOKUP* pLookup, SEARCH eSearch, const char* cpSectio
     }
     // Most lines are not the wanted one: nothing is done to them here.
     while (eSearch < SEARCH_FOUND && pLookup->iLinesLeft-- > 0 &&
-           fgets(szLine, sizeof(szLine), fpIni) != nullptr) {
+           fgets(cpLine, iLINE_SIZE, fpIni) != nullptr) {
         if (eSearch == SEARCH_SECTION) {
-            if (b_STARTS_FOLDED(szLine, cpSection, uiSection) && i_REMOVE_COMMENT(szLine))
+            if (b_STARTS_FOLDED(cpLine, cpSection, uiSection) && i_REMOVE_COMMENT(cpLine))
                 eSearch = SEARCH_KEY;
-        } else if (szLine[0] == '[' && cpSection != nullptr) {
+        } else if (cpLine[0] == '[' && cpSection != nullptr) {
             eSearch = SEARCH_NEXT_SECTION;
-        } else if (b_IS_KEY_LINE(szLine, cpKey, uiKey) && i_REMOVE_COMMENT(szLine)) {
+        } else if (b_IS_KEY_LINE(cpLine, cpKey, uiKey) && i_REMOVE_COMMENT(cpLine)) {
             eSearch = SEARCH_FOUND;
         }
     }
@@ -109,51 +109,61 @@ static char* cpReplace(LOOKUP* pLookup, const char* cpSection, int iLevel, char*
                        char* cpValue);
 
 // Finds the value of the key, its reference replaced. iLevel: how many references have led here.
-// Returns the value, which lies in szLine, or a null pointer; unless there is a value that is not
-// empty, the reason stands in cpMsg.
+// Returns the value, which lies in cpLine of iLINE_SIZE bytes, or a null pointer; unless there is a
+// value that is not empty, the reason stands in cpMsg.
 static char* cpLookUp(LOOKUP* pLookup, const char* cpSection, const char* cpKey, int iLevel,
-                      char (&szLine)[iLINE_SIZE])
+                      char* cpLine)
 {
-    if (!bFindLine(pLookup, cpSection, cpKey, szLine))
+    if (!bFindLine(pLookup, cpSection, cpKey, cpLine))
         return nullptr;
-    char* cpValue = strchr(szLine, '=') + 1;
+    char* cpValue = strchr(cpLine, '=') + 1;
     vCutTrailingBlanks(cpValue);
     if (bHasReference(cpValue))
-        cpValue = cpReplace(pLookup, cpSection, iLevel, szLine, cpValue);
+        cpValue = cpReplace(pLookup, cpSection, iLevel, cpLine, cpValue);
     if (cpValue != nullptr && cpValue[0] == '\0')
         bFail(pLookup, "i_GetPrivateProfileString: KEY VALUE NOT FOUND.", "", "");
     return cpValue;
 }
 
+// Looks the key of a reference up in the section, and where it has no value there in "[DEFAULT]".
+// Returns the value, which lies in cpLine, or a null pointer.
+static char* cpFollow(LOOKUP* pLookup, const char* cpSection, const char* cpKey, int iLevel,
+                      char* cpLine)
+{
+    // References in a circle end here. Where they lead is missing, on all of the ways back too.
+    if (iLevel > iMAX_LEVEL)
+        pLookup->iLinesLeft = 0;
+    char* cpValue = cpLookUp(pLookup, cpSection, cpKey, iLevel, cpLine);
+    if ((cpValue == nullptr || cpValue[0] == '\0') && cpSection != szDEFAULT)
+        cpValue = cpLookUp(pLookup, szDEFAULT, cpKey, iLevel, cpLine);
+    return cpValue != nullptr && cpValue[0] != '\0' ? cpValue : nullptr;
+}
+
 // Replaces the first reference in cpValue, which lies in cpLine of iLINE_SIZE bytes, by the value
-// of that key in the section, or else in "[DEFAULT]". Returns the new value, which lies in cpLine,
-// or a null pointer: with the reason in cpMsg, but for a lack of memory.
+// of its key. Returns the new value, which lies in cpLine, or a null pointer: with the reason in
+// cpMsg, but for a lack of memory.
 static char* cpReplace(LOOKUP* pLookup, const char* cpSection, int iLevel, char* cpLine,
                        char* cpValue)
 {
-    char szInner[iLINE_SIZE]; // the one buffer on the stack for each reference
     unsigned int uiPreEnd = 0;
     unsigned int uiPostBegin = 0;
-    char* cpName = c_PARSE_FOR_PARENTHESES(cpValue, &uiPreEnd, &uiPostBegin);
-    if (cpName == nullptr)
-        return nullptr;
-    // References in a circle end here. Where they lead is missing, on all of the ways back too.
-    if (iLevel == iMAX_LEVEL)
-        pLookup->iLinesLeft = 0;
-    char* cpInner = cpLookUp(pLookup, cpSection, cpName, iLevel + 1, szInner);
-    if ((cpInner == nullptr || cpInner[0] == '\0') && cpSection != szDEFAULT)
-        cpInner = cpLookUp(pLookup, szDEFAULT, cpName, iLevel + 1, szInner);
-    free(cpName);
-    if (cpInner == nullptr || cpInner[0] == '\0')
-        return nullptr;
-    if (strlen(cpInner) >= pLookup->uiRoom)
-        cpInner[pLookup->uiRoom - 1] = '\0';
-    v_CUT_HEAD(szInner, (size_t)(cpInner - szInner));
-    v_APPEND(szInner, sizeof(szInner), cpValue + uiPostBegin);
-    cpValue[uiPreEnd + 1] = '\0';
-    v_CUT_HEAD(cpLine, (size_t)(cpValue - cpLine));
-    v_APPEND(cpLine, iLINE_SIZE, szInner);
-    return cpLine;
+    char* cpKey = c_PARSE_FOR_PARENTHESES(cpValue, &uiPreEnd, &uiPostBegin);
+    char* cpInnerLine = (char*)calloc(1, iLINE_SIZE); // a small stack holds the longest chain
+    char* cpInner = nullptr;
+    if (cpKey != nullptr && cpInnerLine != nullptr)
+        cpInner = cpFollow(pLookup, cpSection, cpKey, iLevel + 1, cpInnerLine);
+    if (cpInner != nullptr) {
+        if (strlen(cpInner) >= pLookup->uiRoom)
+            cpInner[pLookup->uiRoom - 1] = '\0';
+        v_CUT_HEAD(cpInnerLine, (size_t)(cpInner - cpInnerLine));
+        v_APPEND(cpInnerLine, iLINE_SIZE, cpValue + uiPostBegin);
+        cpValue[uiPreEnd + 1] = '\0';
+        v_CUT_HEAD(cpLine, (size_t)(cpValue - cpLine));
+        v_APPEND(cpLine, iLINE_SIZE, cpInnerLine);
+    }
+    free(cpKey);
+    free(cpInnerLine);
+    return cpInner != nullptr ? cpLine : nullptr;
 }
 
 int i_GetPrivateProfileString(const char* cpFilename, const char* cpSection, const char* cpKey,

@@ -13,7 +13,7 @@
 //              in it is replaced by the value of that key in the same section or else in
 //              "[DEFAULT]", which may hold a reference in turn. More than 64 references one behind
 //              the other, as in a circle, count as a key that is not found, and so does one for
-//              which more than eight million lines would be read.
+//              which more than five million lines would be read.
 // cpMsg:       receives at most iLengthMsg bytes with the NUL: the reason of a failure, or "".
 //              May be null when iLengthMsg is 0.
 // Returns 1 when a value that is not empty was delivered, otherwise 0. Prints nothing.
