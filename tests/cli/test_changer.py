@@ -78,6 +78,96 @@ def test_retry(lab):
     lab.expect("0030 e", stdout, 3, replies=["read EIO"] * 3)
 
 
+# 2,000 slots with labels: a transfer of a pass ends within them.
+LIBRARY = """
+[device]
+[device]
+address = 0:0:3:0
+type = changer
+transports = 1 from 2
+slots = 2000 from 1000
+drives = 2 from 256
+[cartridge]
+barcode = LAST
+place = 2999
+"""
+TOO_LARGE = "".join(NOT_FILLED(0, number) for number in range(3))
+LAST_SLOTS = f"""\
+Slot       1998(adr=2998,src=   0,tape=0)\x20
+Slot       1999(adr=2999,src=   0,tape=1) {"LAST".ljust(32)}
+"""
+
+
+# What is sent for labels behind the three passes: type, first address, allocation length.
+def asked(*requests):
+    for kind, start, size in requests:
+        cdb = bytes([0xB8, 16 + kind]) + be(start) + b"\xff\xff\0" + be(size, 3) + bytes(2)
+        yield f"sg1 {cdb.hex(' ')} [{size + 36}]"
+
+
+WHOLE, HALF = 104188, 52094
+LARGE_REPORTS = {
+    "at once": ("", [(0, 0, WHOLE)]),
+    "in parts": (
+        "write 0xb8 4 ENOMEM",
+        [(0, 0, WHOLE), (1, 0, HALF), (2, 0, HALF), (2, 2001, HALF), (3, 0, HALF), (4, 0, HALF)],
+    ),
+    "cut within a label": (
+        "read 0xb8 4 60036",
+        [(0, 0, WHOLE), (1, 3, WHOLE), (2, 2152, WHOLE), (3, 0, WHOLE), (4, 0, WHOLE)],
+    ),
+}
+
+
+@pytest.mark.parametrize("scenario, requests", LARGE_REPORTS.values(), ids=LARGE_REPORTS)
+def test_large_library(lab, scenario, requests):
+    how = {"library": LIBRARY, "scenario": scenario}
+    run = lab.expect("0030 l s:1998-2000", TOO_LARGE + LAST_SLOTS, **how)
+    assert run.commands[3:] == list(asked(*requests))
+    lab.expect("0030 l full", TOO_LARGE + LAST_SLOTS.partition("\n")[2], **how)
+    # Without labels the report fits.
+    lab.expect("0030 m s:1999 d:1", moved(2, 2999, 257), library=LIBRARY)
+    stdout = "element number out of range 0-1999: s:2000\n"
+    lab.expect("0030 m s:2000 d:1", stdout, 1, library=LIBRARY)
+
+
+# A report of slots; announced: the bytes that it says to have.
+def slots(count, announced=None):
+    return report(page(2, *map(element, range(1, count + 1)), length=12), size=announced)
+
+
+# What a device answers whatever it is asked; how often that is behind the passes; how many slots
+# are found.
+LIARS = {
+    "only a header": (slots(0, 40000), 5, 0),
+    "less than announced, for ever": (slots(700, 40000), 5, 700),
+    "16 MB": (slots(700, 0xFFFFFF), 6, 700),
+    "tiny descriptors": (report(page(2, bytes(range(1, 255)), length=1), size=60000), 5, 254),
+    "no descriptors": (report(page(2, length=0, size=60000), size=60008), 5, 0),
+}
+
+
+@pytest.mark.parametrize("reply, requests, found", LIARS.values(), ids=LIARS)
+def test_large_report_that_lies(lab, reply, requests, found):
+    run = lab.run("0030 e", scenario=f"reply 0xb8 * {reply.hex()}")
+    assert run.stdout.startswith(TOO_LARGE) and run.stdout.count("\nSlot ") == found
+    assert (len(run.commands), run.status) == (3 + requests, 0)
+
+
+# The count of the third pass is fitted to what it asked for.
+FITTED = {
+    "more at once": ([slots(2800)], 2800),
+    "more in parts": (["check 05 24 00", slots(2729), report(page(2, element(2730)))], 2730),
+    "nothing more": (["check 05 24 00"] * 5, 2729),
+}
+
+
+@pytest.mark.parametrize("replies, found", FITTED.values(), ids=FITTED)
+def test_fitted_count(lab, replies, found):
+    run = lab.run("0030 e", [slots(2800), slots(2800), slots(2729), *replies])
+    assert run.stdout.count("\nSlot ") == found
+
+
 def test_trace_of_a_listing(lab):
     lab.trace_at(1)
     lab.run("0030 e p:2-3", replies=[report(page(1, element(1, 12)), page(2, element(7, 9)))])
@@ -113,7 +203,7 @@ def firsts(*fields):
 
 
 ADDRESS_PAGES = {
-    "plain": (address_page(1, 2, 3, 1025, 5, 6, 43981, 8), firsts(2, 1, 1024, 3, 6, 5, 8, 43981)),
+    "plain": (address_page(1, 2, 3, 1025, 5, 6, 43981, 8), firsts(2, 1, 1025, 3, 6, 5, 8, 43981)),
     "saved": (address_page(1, 1, code=0x9D, descriptors=8), firsts(1, 1, 0, 0, 0, 0, 0, 0)),
     "no address": (address_page(0, 1, 0, 2, 9), "...\nall address are zero\n"),  # no port has the 9
     "beyond the reply": (address_page(1, 1, descriptors=255), ""),
@@ -135,7 +225,7 @@ def moved(transport, source, target):
     return f"Try {way}Moved {way}"
 
 
-# A second page of slots overwrites the first one's addresses; the table has 1024 columns.
+# A second page of slots overwrites the first one's addresses.
 TWO_PAGES = report(page(2, element(5), element(6)), page(2, *map(element, range(50, 1100))))
 
 
@@ -165,7 +255,7 @@ def test_move_refused(lab, operands):
     [
         ("1x1,23x4096,1x16,2x300", (1, 1, 23, 4096, 1, 16, 2, 300), "s:22 d:1", (1, 4118, 301)),
         ("2x10x9,,axb", (2, 10, 3, 4096, 0, 0, 2, 256), "s:1 d:1 t:1", (11, 4097, 257)),
-        (",5000x70,,x5", (1, 1, 1024, 70, 0, 0, 0, 5), "s:1023 d:0", (1, 1093, 5)),
+        (",70000x70,,x5", (1, 1, 65536, 70, 0, 0, 0, 5), "s:5000 d:0", (1, 5070, 5)),
     ],
 )
 def test_override(lab, value, counts, operands, addresses):

@@ -17,7 +17,7 @@ static void vForget()
     eLang = LANG_EN;
     gszTyp[0] = '\0';
     giVolTag = 0;
-    memset(giElementAddress, 0, sizeof(giElementAddress));
+    memset(giElementAddress, 0, 5 * sizeof(giElementAddress[0])); // the rows that are used
     memset(gcOpen, 0, sizeof(gcOpen));
     giStreams = 0;
 }

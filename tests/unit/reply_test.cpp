@@ -8,7 +8,7 @@ TEST(Reply, LastElement)
 {
     ELEMENT strItem;
     const unsigned char cReply[99] = {2, 128, 0, 13, 9, 9, 0, 30};
-    const ELEMENT_PAGE strPage = strReadPage(cReply, 0);
+    const ELEMENT_PAGE strPage = strReadPage(cReply, 0, false);
     EXPECT_EQ(strPage.iNext, 34);
     EXPECT_FALSE(bReadElement(cReply, 33, &strPage, 1, &strItem));
     EXPECT_TRUE(bReadElement(cReply, 34, &strPage, 1, &strItem));

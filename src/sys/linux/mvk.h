@@ -30,6 +30,9 @@ enum { iVMSTolerantStatus = 32 };
 // Size in bytes of the sense area that every command brings along.
 enum { iSENSE_SIZE = 20 };
 
+// Capacity of a row of giElementAddress: every 16-bit address. What no run fills takes no memory.
+enum { iELEMENT_COLUMNS = 1 << 16 };
+
 // The device and the run. All live as long as the process and are defined in mvk_state.cpp.
 extern char gszID[32];            // "%d%d%d%d" host channel target LUN; set by main, iLinuxGetID
 extern char gszDev[1024];         // "/dev/sg<n>"; set by main and iLinuxGetID, opened per command
@@ -39,11 +42,9 @@ extern char gszCurCmd[128];       // the command line, a blank behind each argum
 extern char gszTest[128];         // the word before a trailing "test"; set by main
 extern int giCounter;             // set to 0 by main
 extern int giVolTag;              // 16 when listings show volume tags, else 0; set by main
-extern int giElementAddress[16][1024]; // row 0: counts by element type; rows 1 to 4: addresses
-extern str_log strLog;                 // the program's trace record; set by main
-
-// Capacity of a row of giElementAddress.
-enum { iELEMENT_COLUMNS = 1024 };
+extern int giElementAddress[16]
+                           [iELEMENT_COLUMNS]; // row 0: counts by element type; 1 to 4: addresses
+extern str_log strLog;                         // the program's trace record; set by main
 
 // The build's own identification, as the usage text shows it.
 extern const char gszRevision[];
@@ -54,12 +55,13 @@ extern const char gszRevision[];
 //                       not arrive stay as they are.
 // iIOFlag:              nonzero counts cpBuf in the request's length; only header and CDB are
 //                       written all the same.
-// cpSense, iSenseSize:  receives sense bytes up to the first zero, zeros behind them.
+// cpSense, iSenseSize:  receives zeros: what a device has sensed is asked for by REQUEST SENSE.
 // iReport:              2 prints debug lines; passed on to the sense decoder.
-// Returns 0, DEVICE_OPEN_ERROR (also when another device has taken the node over), IOCTL_ERROR
-// (write or read failed or was short) or MODESENSE_ERROR (sense data in the header that was
-// examined); prints the reason of a failure on standard output. Uses the generic driver's sg_header
-// interface (linux/Documentation/scsi/scsi-generic).
+// What a unit attention kept from beginning is sent again. Returns 0, DEVICE_OPEN_ERROR (also when
+// another device has taken the node over), IOCTL_ERROR (write or read failed or was short) or
+// MODESENSE_ERROR (an erase that met another medium, with a line on standard error); prints the
+// reason of other failures on standard output. Uses the generic driver's sg_header interface
+// (linux/Documentation/scsi/scsi-generic).
 int iLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf, int iBufSize,
                   int iIOFlag, unsigned char* cpSense, int iSenseSize, int iReport);
 
@@ -69,6 +71,10 @@ int iLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf
 // Returns and prints what iLinuxScsiCmd does.
 int iSendCommand(const unsigned char* cpCDB, size_t uiCDBSize, unsigned char* cpBuf, int iBufSize,
                  int iReport);
+
+// The same for a command that may well fail: what fails is not said.
+int iTryCommand(const unsigned char* cpCDB, size_t uiCDBSize, unsigned char* cpBuf, int iBufSize,
+                int iReport);
 
 // Allocates iSize zeroed bytes that the caller frees. Returns null after
 // "cannot allocate %d bytes of memory" on standard output.

@@ -23,7 +23,8 @@ void vSetElementAddress(int iType, int u, int iAddress);
 
 // READ ELEMENT STATUS (SMC): lists elements, or fills giElementAddress, as cpMode says ("show all",
 // "show full", "show empty", "show scsi", "show page", "page code", or a range such as "s:1-5").
-// Returns the status of the last command.
+// A report of more than 32,767 bytes is read in other ways, see element_request.h. Returns the
+// status of the last command, 0 when a large report has been read.
 int iScsiRES(const char* cpMode, int iReport);
 
 // Fills giElementAddress from the Element Address Assignment page and prints what it says; the

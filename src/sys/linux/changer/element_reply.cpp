@@ -3,23 +3,21 @@
 
 #include "scsi/bytes.h"
 
-static const int iPAGE_HEADER = 8;
-
 REPLY_HEADER strReadReplyHeader(const unsigned char* cpReply)
 {
     return {uiGet16(cpReply), uiGet16(cpReply + 2), (int)uiGet24(cpReply + 5)};
 }
 
-ELEMENT_PAGE strReadPage(const unsigned char* cpReply, int iPos)
+ELEMENT_PAGE strReadPage(const unsigned char* cpReply, int iPos, bool bWide)
 {
     const unsigned char* cpPage = cpReply + iPos;
-    const int iBytes = (int)uiGet16(cpPage + 6);
+    const int iBytes = (int)(bWide ? uiGet24(cpPage + 5) : uiGet16(cpPage + 6));
     ELEMENT_PAGE strPage = {};
     strPage.iType = cpPage[0];
     strPage.bVolumeTags = (cpPage[1] & 0x80) != 0;
     strPage.iDescLen = (int)uiGet16(cpPage + 2);
     strPage.iElements = strPage.iDescLen > 0 ? iBytes / strPage.iDescLen : 0;
-    strPage.iFirst = iPos + iPAGE_HEADER;
+    strPage.iFirst = iPos + iREPLY_HEADER;
     strPage.iNext = strPage.iFirst + strPage.iElements * strPage.iDescLen;
     return strPage;
 }

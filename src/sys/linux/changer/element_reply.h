@@ -5,6 +5,8 @@
 enum {
     iELEMENT_FIELDS = 12,  // bytes of a descriptor that are read: address to source address
     iVOLUME_TAG_SIZE = 36, // bytes of a primary volume tag behind them
+    iREPLY_HEADER = 8,     // bytes of a reply's header, and of a page's
+    iPLAIN_REPORT = 32767, // bytes of report up to which the counts of its pages have 16 bits
     iREPLY_MARGIN = 64 // bytes behind a reply that are read as zeros: a header, fields and a tag
 };
 
@@ -38,8 +40,9 @@ struct ELEMENT {
 
 REPLY_HEADER strReadReplyHeader(const unsigned char* cpReply);
 
-// Reads the page whose header is at index iPos.
-ELEMENT_PAGE strReadPage(const unsigned char* cpReply, int iPos);
+// Reads the page whose header is at index iPos. Its count of bytes has 24 bits with bWide, else 16:
+// what stands above them in a small report is not looked at.
+ELEMENT_PAGE strReadPage(const unsigned char* cpReply, int iPos, bool bWide);
 
 // Reads element u of a page of a reply of iSize bytes. Returns false when its descriptor does not
 // lie wholly in them.

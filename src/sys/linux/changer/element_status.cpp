@@ -1,23 +1,17 @@
-// READ ELEMENT STATUS (SMC): walks the reply, lists the elements that were asked for, or fills the
-// element address table.
+// What is done with the elements of a changer: walks the report of READ ELEMENT STATUS (SMC), lists
+// the elements that were asked for, or fills the element address table.
 #include "changer/changer.h"
 
 #include "changer/element_reply.h"
+#include "changer/element_request.h"
 #include "device/sysfs.h"
 #include "mvk.h"
-#include "scsi/bytes.h"
 
 #include "cm_common.h"
 
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
-
-static const int iMAX_RETRY = 3;
-
-// The transfer size of the command, and the buffer that takes it. The device is asked for more:
-// what it says to have is believed only up to this size.
-static const int iBUF_SIZE = 32767;
-static const int iREPLY_SIZE = iBUF_SIZE + 1;
 
 // What a run does with each element.
 enum RES_ACTION {
@@ -88,47 +82,6 @@ static RES_MODE strParseMode(const char* cpMode)
     return strMode;
 }
 
-// Sends the command until the device has filled the buffer, three times at most. Returns the last
-// status; *ipAllBytes is the number of report bytes, 0 when there are none.
-static int iReadReport(unsigned char* cBuf, int* ipAllBytes, int iReport)
-{
-    unsigned char cCDB[12] = {
-        0xB8,                    // READ ELEMENT STATUS
-        (unsigned char)giVolTag, // volume tags, all element types
-        0,
-        0, // starting element address
-        0xFF,
-        0xFF, // number of elements
-        0,    // current data is not asked for
-        0x10,
-        0xFF,
-        0xFF, // allocation length
-        0,    // reserved
-        0,    // control
-    };
-    int iStatus = 0;
-    for (int iRetry = 0; iRetry < iMAX_RETRY; iRetry++) {
-        // Some devices refuse an allocation length above the transfer: the last try names its size.
-        if (iRetry == iMAX_RETRY - 1)
-            vPut24(cCDB + 7, iBUF_SIZE);
-        iStatus = iSendCommand(cCDB, sizeof(cCDB), cBuf, iBUF_SIZE, iReport);
-        if (iStatus != 0)
-            printf("warning RES iStatus(dec)=%d CTRL Byte=(dec)%d\n", iStatus, cCDB[11]);
-        const REPLY_HEADER strHeader = strReadReplyHeader(cBuf);
-        *ipAllBytes = strHeader.iBytes;
-        TRACE_ABOVE(&strLog, 0, "iFirstElem(dec)=%u", strHeader.uiFirst);
-        TRACE_ABOVE(&strLog, 0, "iNumElem(dec)=%u", strHeader.uiElements);
-        TRACE_ABOVE(&strLog, 0, "iAllBytes(dec)=%d", *ipAllBytes);
-        if (*ipAllBytes > 7 && *ipAllBytes <= iBUF_SIZE)
-            return iStatus;
-        memset(cBuf, 0, iBUF_SIZE);
-        *ipAllBytes = 0;
-        printf("warning buffer not filled. RES iStatus(dec)=%d CTRL Byte=(dec)%d retry=%d\n",
-               iStatus, cCDB[11], iRetry);
-    }
-    return iStatus;
-}
-
 // Prints the SCSI ID that drive u has by its target number. All but the last two digits of the
 // changer's ID, its host and channel, stand before the target. Only IDs tell them, not paths.
 static void vPrintDriveID(int u, unsigned int uiTarget)
@@ -184,12 +137,13 @@ static void vTakeElement(const RES_MODE* pMode, const ELEMENT_PAGE* pPage, const
         vPrintDriveID(u, pElement->uiTarget);
 }
 
-// Walks the pages of a report of iAllBytes bytes. A descriptor that does not lie wholly in the
-// buffer ends the walk.
-static void vWalkReport(const RES_MODE* pMode, const unsigned char* cBuf, int iAllBytes)
+// Walks the pages of a report of iAllBytes bytes in a reply of iSize. A descriptor that does not
+// lie wholly in that ends the walk. bWide: see strReadPage.
+static void vWalkReport(const RES_MODE* pMode, const unsigned char* cpReply, int iSize,
+                        int iAllBytes, bool bWide)
 {
-    for (int iPos = 8; iPos < iAllBytes;) {
-        const ELEMENT_PAGE strPage = strReadPage(cBuf, iPos);
+    for (int iPos = iREPLY_HEADER; iPos < iAllBytes;) {
+        const ELEMENT_PAGE strPage = strReadPage(cpReply, iPos, bWide);
         TRACE_ABOVE(&strLog, 0, "iType(dec)=%d", strPage.iType);
         TRACE_ABOVE(&strLog, 0, "iElements(dec)=%d", strPage.iElements);
         TRACE_ABOVE(&strLog, 0, "iBarCodeFlag(dec)=%d", strPage.bVolumeTags);
@@ -198,7 +152,7 @@ static void vWalkReport(const RES_MODE* pMode, const unsigned char* cBuf, int iA
             snprintf(szKind, sizeof(szKind), "%-10s", cpElementName(strPage.iType));
         for (int u = 0; u < strPage.iElements; u++) {
             ELEMENT strElement;
-            if (!bReadElement(cBuf, iREPLY_SIZE, &strPage, u, &strElement))
+            if (!bReadElement(cpReply, iSize, &strPage, u, &strElement))
                 return;
             vTakeElement(pMode, &strPage, szKind, u, &strElement);
         }
@@ -206,12 +160,28 @@ static void vWalkReport(const RES_MODE* pMode, const unsigned char* cBuf, int iA
     }
 }
 
+// Walks what was gathered, a type after the other.
+static void vWalkJoined(const RES_MODE* pMode, JOINED_REPORT* pJoined)
+{
+    for (int i = 0; i < pJoined->strOrder.iTypes; i++) {
+        const int iType = pJoined->strOrder.iType[i];
+        int iSize = 0;
+        const unsigned char* cpReport = cpJoinedReport(pJoinedType(pJoined, iType), iType, &iSize);
+        vWalkReport(pMode, cpReport, iSize, iSize, true);
+    }
+}
+
 int iScsiRES(const char* cpMode, int iReport)
 {
-    unsigned char cBuf[iREPLY_SIZE + iREPLY_MARGIN] = {};
-    int iAllBytes = 0;
+    ELEMENT_PASSES strPasses;
     const RES_MODE strMode = strParseMode(cpMode);
-    const int iStatus = iReadReport(cBuf, &iAllBytes, iReport);
-    vWalkReport(&strMode, cBuf, iAllBytes);
-    return iStatus;
+    const int iStatus = iReadPasses(&strPasses, iReport);
+    JOINED_REPORT* pJoined = pReadLargeReport(&strPasses, iReport);
+    if (pJoined == nullptr) {
+        vWalkReport(&strMode, strPasses.cBuf, iPASS_REPLY, strPasses.iAllBytes, false);
+        return iStatus;
+    }
+    vWalkJoined(&strMode, pJoined);
+    free(pJoined);
+    return MVK_SUCCESS;
 }

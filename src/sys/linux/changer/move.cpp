@@ -10,6 +10,9 @@
 #include <stdlib.h>
 #include <string.h>
 
+// Element numbers that can be used whether or not the run has found such an element.
+static const int iPLAIN_COLUMNS = 1024;
+
 // Kinds of elements that a move starts from or ends at, by the first letter of a reference.
 static int iTypeOf(char cKind)
 {
@@ -25,14 +28,24 @@ static int iTypeOf(char cKind)
     }
 }
 
+// The columns of a row that can be referred to: those that every run has, and beyond them as far as
+// addresses were found.
+static int iColumnsOf(int iType)
+{
+    int iColumns = iELEMENT_COLUMNS;
+    while (iColumns > iPLAIN_COLUMNS && giElementAddress[iType][iColumns - 1] == 0)
+        iColumns--;
+    return iColumns;
+}
+
 // Looks the element number of a reference, which starts at its third character, up in the row of
 // iType. Returns 0, or USAGE_ERROR with a line on standard output for a number beyond the table.
 static int iFindAddress(const char* cpReference, int iType, int* ipAddress)
 {
     const char* cpNumber = strlen(cpReference) > 2 ? cpReference + 2 : "0";
     const long iNumber = strtol(cpNumber, nullptr, 10);
-    if (iNumber < 0 || iNumber >= iELEMENT_COLUMNS) {
-        printf("element number out of range 0-%d: %s\n", iELEMENT_COLUMNS - 1, cpReference);
+    if (iNumber < 0 || (iNumber >= iPLAIN_COLUMNS && iNumber >= iColumnsOf(iType))) {
+        printf("element number out of range 0-%d: %s\n", iColumnsOf(iType) - 1, cpReference);
         return USAGE_ERROR;
     }
     *ipAddress = giElementAddress[iType][iNumber];

@@ -24,6 +24,9 @@ static const int iMEDIUM_CHANGED = 0x28;
 
 static const unsigned char cERASE = 0x19;
 static const int iMAX_REPEATS = 3;
+
+// Bytes of data that are traced.
+static const int iMAX_DUMP = 32767;
 static const int iNO_ATTENTION = -1;
 
 // One command on its way, and where its answer goes.
@@ -33,6 +36,7 @@ struct SCSI_REQUEST {
     unsigned char* cpBuf;
     int iBufSize;
     int iReport;
+    bool bQuiet; // what fails is not said
     int iFD;
     unsigned char* szIO;     // header, CDB and a copy of the data, iCDBSize + iBufSize + 36 bytes
     unsigned char* szAnswer; // header and data as read, iBufSize + 36 bytes
@@ -65,7 +69,7 @@ static int iTimeoutOf(unsigned char cOpcode)
 static void vSetTimeout(const SCSI_REQUEST* pRequest)
 {
     int iTimeout_ms = iTimeoutOf(pRequest->cpCDB[0]);
-    if (ioctl(pRequest->iFD, SG_SET_TIMEOUT, &iTimeout_ms) < 0)
+    if (ioctl(pRequest->iFD, SG_SET_TIMEOUT, &iTimeout_ms) < 0 && !pRequest->bQuiet)
         printf("iLinuxScsiCmd() fail to set timeout=%d ms to %s\n", iTimeout_ms, gszDev);
     if (pRequest->iReport == REPORT_DEBUG)
         printf("iLinuxScsiCmd() timeout=%d ms for %s\n", iTimeout_ms, gszDev);
@@ -86,6 +90,8 @@ static int iWriteRequest(const SCSI_REQUEST* pRequest, const struct sg_header* s
     const int iErrno = errno;
     if (iTransferBytes == iWriteLength)
         return 0;
+    if (pRequest->bQuiet)
+        return IOCTL_ERROR;
     printf("iLinuxScsiCmd() Error write to %s\n", gszDev);
     printf("iLinuxScsiCmd() iTransferBytes %d, pack_len %d, result %c\n", iTransferBytes,
            sg_hd->pack_len, sg_hd->result);
@@ -101,7 +107,8 @@ static int iReadAnswer(const SCSI_REQUEST* pRequest, const struct sg_header* sg_
     *ipTransferBytes = read(pRequest->iFD, pRequest->szAnswer, (size_t)sg_hd->reply_len);
     if (*ipTransferBytes == sg_hd->reply_len)
         return 0;
-    printf("iLinuxScsiCmd() Error read from %s\n", gszDev);
+    if (!pRequest->bQuiet)
+        printf("iLinuxScsiCmd() Error read from %s\n", gszDev);
     return IOCTL_ERROR;
 }
 
@@ -130,8 +137,9 @@ static void vTraceExchange(const SCSI_REQUEST* pRequest, const struct sg_header*
     TRACE_ABOVE(&strLog, 1, "sg_hd->pack_len=%d", sg_hd->pack_len);
     TRACE_ABOVE(&strLog, 1, "sg_hd->reply_len=%d", sg_hd->reply_len);
     TRACE_ABOVE(&strLog, 1, "sg_hd->pack_id=%d", sg_hd->pack_id);
-    vTraceBytes("cpBuf", pRequest->cpBuf, pRequest->iBufSize);
-    vTraceBytes("szIO", pRequest->szIO, pRequest->iCDBSize + pRequest->iBufSize + iHEADER_SIZE);
+    const int iData = pRequest->iBufSize < iMAX_DUMP ? pRequest->iBufSize : iMAX_DUMP;
+    vTraceBytes("cpBuf", pRequest->cpBuf, iData);
+    vTraceBytes("szIO", pRequest->szIO, pRequest->iCDBSize + iData + iHEADER_SIZE);
 }
 
 // The additional sense code and qualifier, one number, of an answer that says UNIT ATTENTION: the
@@ -208,28 +216,39 @@ static int iExchange(const SCSI_REQUEST* pRequest, int iIOFlag, unsigned char* c
     return iStatus;
 }
 
-int iLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf, int iBufSize,
-                  int iIOFlag, unsigned char* cpSense, int iSenseSize, int iReport)
+// A command from the look-up of the device to its end. Returns what iLinuxScsiCmd does.
+static int iPerform(SCSI_REQUEST* pRequest, int iIOFlag, unsigned char* cpSense, int iSenseSize)
 {
-    const int iRequestSize = iCDBSize + iBufSize + iHEADER_SIZE;
-    SCSI_REQUEST strRequest = {cpCDB, iCDBSize, cpBuf, iBufSize, iReport, -1, nullptr, nullptr};
-    TRACE_ABOVE(&strLog, 1, "iLinuxScsiCmd 0x%x", cpCDB[0]);
+    const int iAnswerSize = pRequest->iBufSize + iHEADER_SIZE;
+    const int iRequestSize = pRequest->iCDBSize + iAnswerSize;
+    TRACE_ABOVE(&strLog, 1, "iLinuxScsiCmd 0x%x", pRequest->cpCDB[0]);
     // The selection is looked up again: nodes may have changed since the last command.
-    iLinuxGetID("linux_proc_scsi", iReport);
-    strRequest.iFD = iOpenDevice();
-    if (strRequest.iFD < 0) {
-        printf("Could not open %s\n", gszDev);
+    iLinuxGetID("linux_proc_scsi", pRequest->iReport);
+    pRequest->iFD = iOpenDevice();
+    if (pRequest->iFD < 0) {
+        if (!pRequest->bQuiet)
+            printf("Could not open %s\n", gszDev);
         return DEVICE_OPEN_ERROR;
     }
     int iStatus = IOCTL_ERROR;
-    strRequest.szIO = (unsigned char*)xmalloc(iRequestSize + iBufSize + iHEADER_SIZE);
-    if (strRequest.szIO != nullptr) {
-        strRequest.szAnswer = strRequest.szIO + iRequestSize;
-        iStatus = iExchange(&strRequest, iIOFlag, cpSense, iSenseSize);
-        free(strRequest.szIO);
+    const int iMemory = iRequestSize + iAnswerSize;
+    pRequest->szIO =
+        (unsigned char*)(pRequest->bQuiet ? calloc((size_t)iMemory, 1) : xmalloc(iMemory));
+    if (pRequest->szIO != nullptr) {
+        pRequest->szAnswer = pRequest->szIO + iRequestSize;
+        iStatus = iExchange(pRequest, iIOFlag, cpSense, iSenseSize);
+        free(pRequest->szIO);
     }
-    close(strRequest.iFD);
+    close(pRequest->iFD);
     return iStatus;
+}
+
+int iLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf, int iBufSize,
+                  int iIOFlag, unsigned char* cpSense, int iSenseSize, int iReport)
+{
+    SCSI_REQUEST strRequest = {cpCDB, iCDBSize, cpBuf,   iBufSize, iReport,
+                               false, -1,       nullptr, nullptr};
+    return iPerform(&strRequest, iIOFlag, cpSense, iSenseSize);
 }
 
 int iSendCommand(const unsigned char* cpCDB, size_t uiCDBSize, unsigned char* cpBuf, int iBufSize,
@@ -238,4 +257,13 @@ int iSendCommand(const unsigned char* cpCDB, size_t uiCDBSize, unsigned char* cp
     unsigned char cSense[iSENSE_SIZE];
     return iLinuxScsiCmd(cpCDB, (int)uiCDBSize, cpBuf, iBufSize, 1, cSense, sizeof(cSense),
                          iReport);
+}
+
+int iTryCommand(const unsigned char* cpCDB, size_t uiCDBSize, unsigned char* cpBuf, int iBufSize,
+                int iReport)
+{
+    unsigned char cSense[iSENSE_SIZE];
+    SCSI_REQUEST strRequest = {cpCDB, (int)uiCDBSize, cpBuf,  iBufSize, iReport, true,
+                               -1,    nullptr,        nullptr};
+    return iPerform(&strRequest, 1, cSense, sizeof(cSense));
 }
