@@ -36,6 +36,7 @@ Product::Product()
     giPid = 4711;
     gbNoPipe = gbNoDate = gbNoMemory = false;
     guiIoctl = 1;
+    giDevice = -1;
     gvBeforeOpen = nullptr;
     eLang = LANG_EN;
 }
@@ -97,6 +98,8 @@ int __wrap_open(const char* cpFile, int iFlags, mode_t Mode)
 {
     if (gvBeforeOpen != nullptr)
         gvBeforeOpen();
+    if (giDevice >= 0 && strcmp(cpFile, "sg") == 0)
+        return dup(giDevice);
     return __real_open(szMoved(cpFile).c_str(), iFlags, Mode);
 }
 

@@ -31,6 +31,8 @@ inline bool gbNoDate;
 inline bool gbNoMemory;
 // What happens before a file is opened (nothing).
 inline void (*gvBeforeOpen)();
+// What the device file "sg" leads to (-1: it is a file like others).
+inline int giDevice;
 // The word that ioctl took last, or gives; it fails with 0 (1).
 inline unsigned int guiIoctl;
 
