@@ -7,8 +7,12 @@ TYPES = {"loader": "changer", "other": "disk"}
 
 
 def ask_loader(loader, questions):
-    """The elements of a loader and the drives that it tells, by their number."""
-    elements = questions.ask(loader["name"], "l").get("elements", [])
+    """The elements of a loader and the drives that it tells, by their number. One that answers the
+    third request only refuses those that allow for more than is transferred."""
+    listing = questions.ask(loader["name"], "l")
+    refused = [line for line in listing["warnings"] if line.startswith("warning buffer not filled")]
+    elements = listing.get("elements", [])
+    loader["strict"] = len(refused) == 2
     if not elements:
         questions.miss(f"{loader['name']} lists no elements: it is left without drives, too")
         return [], {}
@@ -79,6 +83,8 @@ def describe(devices, questions, labels):
     asked = [device for device in devices if device["type"] == "loader" and device["name"]]
     loaders = [(loader, *ask_loader(loader, questions)) for loader in asked]
     yield "# A library as mvk saw it; for mvk-sim --library."
+    if any(loader["strict"] for loader in asked):
+        yield from section("library", [("strict_allocation", True)])
     loaded = yield from describe_devices(devices, loaders, questions, labels)
     for loader, elements, _ in loaders:
         yield from describe_cartridges(loader, elements, loaded)

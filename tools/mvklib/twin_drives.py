@@ -5,18 +5,29 @@ import re
 from .description import data_of, identity, line_of, section
 
 
-def mode_lines(name, questions):
-    """A drive's mode pages, walked as the standard lays them out, and the text of its EEPROM."""
-    answer = questions.ask(name, "get")
-    mode = answer.get("mode", {"data": "", "header_length": 0})
+def mode_pages(mode):
+    """The mode pages of a reply, walked as the standard lays them out: with bit 6 of the code set a
+    subpage code stands behind it, and the length has two bytes."""
     data = bytes.fromhex(mode["data"]) + b"\0" if mode["data"] else b""  # mvk misses the last byte
-    place, lines = mode["header_length"] + 8 * mode.get("descriptors", 0), []
-    while place + 1 < len(data) and place + 2 + data[place + 1] <= len(data):
-        page = data[place : place + 2 + data[place + 1]]
-        if page[0] & 0x3F not in (0, 0x3E):
+    place = mode["header_length"] + 8 * mode.get("descriptors", 0)
+    while place + 4 <= len(data):
+        length = 2 + data[place + 1]
+        if data[place] & 0x40:
+            length = 4 + int.from_bytes(data[place + 2 : place + 4], "big")
+        if place + length <= len(data):
+            yield data[place : place + length]
+        place += length
+
+
+def mode_lines(name, questions):
+    """A drive's mode pages without subpages, and the text of its EEPROM."""
+    lines = []
+    for page in mode_pages(
+        questions.ask(name, "get").get("mode", {"data": "", "header_length": 0})
+    ):
+        if page[0] & 0x3F not in (0, 0x3E) and not page[0] & 0x40:
             key = "compression_page" if page[0] & 0x3F == 0x0F else "page"
             lines.append((key, page.hex(" ")))
-        place += len(page)
     text = questions.ask(name, "get_eeprom").get("eeprom", "")
     return lines + [("eeprom", data_of(text[:254] + "\n") if text.strip("\0\n") else "")]
 
