@@ -114,7 +114,7 @@ LARGE_REPORTS = {
     ),
     "cut within a label": (
         "read 0xb8 4 60036",
-        [(0, 0, WHOLE), (1, 3, WHOLE), (2, 2152, WHOLE), (3, 0, WHOLE), (4, 0, WHOLE)],
+        [(0, 0, WHOLE), (1, 3, 60032), (2, 2152, 60032), (3, 0, 60032), (4, 0, 60032)],
     ),
 }
 

@@ -16,8 +16,9 @@ static const int iWIDE_ALLOCATION = 0x10FFFF;
 // The largest number that fits an allocation length.
 static const int iMAX_ALLOCATION = 0xFFFFFF;
 
-// Requests of a report in parts.
+// Requests of a report in parts, and the bytes that they ask for.
 static const int iMAX_PARTS = 512;
+static const int iMAX_ASKED = 1 << 28;
 
 // Puts the command together: element type (0 for all), starting address, allocation length.
 static void vFillCDB(unsigned char (&cCDB)[12], int iType, int iStart, int iAllocation)
@@ -84,20 +85,28 @@ struct LARGE_READ {
     int iSize;            // bytes that a transfer asks for
     bool bFits;           // a transfer of this size has brought elements
     int iParts;           // requests so far
+    int iAsked;           // bytes that these have asked for
     int iReport;
 };
 
-// Asks for the elements of a type (0 for all) from an address on, and adds what comes. A request
-// that fails brings nothing.
+static int iAtLeastPass(int iSize)
+{
+    return iSize > iPASS_SIZE ? iSize : iPASS_SIZE;
+}
+
+// Asks for the elements of a type (0 for all) from an address on, and adds what comes into the
+// empty buffer. A request that fails brings nothing; where one is cut the next asks for no more
+// than came.
 static JOINED_STEP strAsk(LARGE_READ* pRead, int iType, int iStart)
 {
     unsigned char cCDB[12];
     vFillCDB(cCDB, iType, iStart, pRead->iSize);
-    memset(pRead->cpBuf, 0, (size_t)pRead->iSize);
     iTryCommand(cCDB, sizeof(cCDB), pRead->cpBuf, pRead->iSize, pRead->iReport);
     iTraceHeader(pRead->cpBuf);
     const JOINED_STEP strStep = strJoinReply(pRead->pJoined, pRead->cpBuf, pRead->iSize, iType);
     pRead->bFits = pRead->bFits || strStep.iNew > 0;
+    if (strStep.iNew > 0)
+        pRead->iSize = iAtLeastPass(strStep.iCame);
     return strStep;
 }
 
@@ -107,7 +116,7 @@ static bool bShrink(LARGE_READ* pRead)
 {
     if (pRead->bFits || pRead->iSize <= iPASS_SIZE)
         return false;
-    pRead->iSize = pRead->iSize / 2 > iPASS_SIZE ? pRead->iSize / 2 : iPASS_SIZE;
+    pRead->iSize = iAtLeastPass(pRead->iSize / 2);
     return true;
 }
 
@@ -118,13 +127,17 @@ static bool bReadPart(LARGE_READ* pRead, int iType)
 {
     const JOINED_TYPE* pType = pJoinedType(pRead->pJoined, iType);
     const int iStart = pType->iNext;
-    if (iStart >= iJOINED_ELEMENTS || pRead->iParts++ >= iMAX_PARTS)
+    if (iStart >= iJOINED_ELEMENTS || pRead->iParts >= iMAX_PARTS || pRead->iAsked >= iMAX_ASKED)
         return false;
+    pRead->iParts++;
+    pRead->iAsked += pRead->iSize;
+    const int iAsked = pRead->iSize;
+    memset(pRead->cpBuf, 0, (size_t)iAsked + iREPLY_MARGIN);
     const JOINED_STEP strStep = strAsk(pRead, iType, iStart);
     if (bShrink(pRead))
         return true;
     // A device may fit its count to what was asked for: only room for one more tells the end.
-    const bool bEnd = strStep.bWhole && strStep.iMore <= pRead->iSize;
+    const bool bEnd = strStep.bWhole && strStep.iMore <= iAsked;
     return strStep.iNew > 0 && pType->iNext > iStart && !bEnd;
 }
 

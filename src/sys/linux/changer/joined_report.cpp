@@ -60,11 +60,13 @@ struct JOINED_REPLY {
     const unsigned char* cpReply;
     int iSize;
     JOINED_TYPE* pLast; // type of the last element, null without one
+    int iZeros;         // where zeros begin, 0 for nowhere
 };
 
 // Where zeros begin, the element before them may be cut, too: it is asked for again.
-static void vDoubtLast(const JOINED_REPLY* pReply)
+static void vEndInZeros(JOINED_REPLY* pReply, int iPos)
 {
+    pReply->iZeros = iPos;
     if (pReply->pLast != nullptr)
         pReply->pLast->iNext--;
 }
@@ -81,7 +83,7 @@ static bool bJoinPage(JOINED_REPORT* pReport, JOINED_REPLY* pReply, const ELEMEN
         if (!bReadElement(pReply->cpReply, pReply->iSize, pPage, u, &strElement))
             return false;
         if (pType->iElements > 0 && bAllZeros(cpDescriptor, pPage->iDescLen)) {
-            vDoubtLast(pReply);
+            vEndInZeros(pReply, iPos);
             return false;
         }
         vJoinType(pReport, pPage->iType);
@@ -91,28 +93,34 @@ static bool bJoinPage(JOINED_REPORT* pReport, JOINED_REPLY* pReply, const ELEMEN
     return true;
 }
 
-JOINED_STEP strJoinReply(JOINED_REPORT* pReport, const unsigned char* cpReply, int iSize, int iOnly)
+// Adds the pages of a reply up to its end, or to where it is cut.
+static void vJoinPages(JOINED_REPORT* pReport, JOINED_REPLY* pReply, int iOnly, JOINED_STEP* pStep)
 {
-    const int iBytes = strReadReplyHeader(cpReply).iBytes;
-    JOINED_REPLY strReply = {cpReply, iSize, nullptr};
-    JOINED_STEP strStep = {0, false, iBytes + iREPLY_HEADER};
+    const int iBytes = strReadReplyHeader(pReply->cpReply).iBytes;
     int iPos = iREPLY_HEADER;
-    while (iPos < iBytes) {
-        if (iPos >= iSize)
-            return strStep;
-        if (bAllZeros(cpReply + iPos, iREPLY_HEADER)) {
-            vDoubtLast(&strReply);
-            return strStep;
+    while (iPos < iBytes && iPos < pReply->iSize) {
+        if (bAllZeros(pReply->cpReply + iPos, iREPLY_HEADER)) {
+            vEndInZeros(pReply, iPos);
+            return;
         }
-        const ELEMENT_PAGE strPage = strReadPage(cpReply, iPos, iBytes > iPLAIN_REPORT);
+        const ELEMENT_PAGE strPage = strReadPage(pReply->cpReply, iPos, iBytes > iPLAIN_REPORT);
         const bool bKnown = cpElementName(strPage.iType)[0] != '\0';
         if (bKnown && (iOnly == 0 || iOnly == strPage.iType) &&
-            !bJoinPage(pReport, &strReply, &strPage, &strStep.iNew))
-            return strStep;
-        strStep.iMore = iBytes + iREPLY_HEADER + strPage.iDescLen;
+            !bJoinPage(pReport, pReply, &strPage, &pStep->iNew))
+            return;
+        pStep->iMore = iBytes + iREPLY_HEADER + strPage.iDescLen;
         iPos = strPage.iNext;
     }
-    strStep.bWhole = iPos <= iSize && iPos > iREPLY_HEADER;
+    pStep->bWhole = iPos > iREPLY_HEADER && iPos >= iBytes && iPos <= pReply->iSize;
+}
+
+JOINED_STEP strJoinReply(JOINED_REPORT* pReport, const unsigned char* cpReply, int iSize, int iOnly)
+{
+    JOINED_REPLY strReply = {cpReply, iSize, nullptr, 0};
+    JOINED_STEP strStep = {0, false, 0, iSize};
+    vJoinPages(pReport, &strReply, iOnly, &strStep);
+    if (strReply.iZeros > 0)
+        strStep.iCame = strReply.iZeros;
     return strStep;
 }
 

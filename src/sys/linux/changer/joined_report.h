@@ -36,6 +36,7 @@ struct JOINED_STEP {
     int iNew;    // elements that were not there yet
     bool bWhole; // everything that its header announces was in it
     int iMore;   // its length in bytes if it had one descriptor more
+    int iCame;   // how far it came before zeros cut it, else its size
 };
 
 JOINED_TYPE* pJoinedType(JOINED_REPORT* pReport, int iType);

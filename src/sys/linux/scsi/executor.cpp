@@ -25,7 +25,7 @@ static const int iMEDIUM_CHANGED = 0x28;
 static const unsigned char cERASE = 0x19;
 static const int iMAX_REPEATS = 3;
 
-// Bytes of data that are traced.
+// Most bytes of data that are traced.
 static const int iMAX_DUMP = 32767;
 static const int iNO_ATTENTION = -1;
 
@@ -121,6 +121,12 @@ static void vDeliver(const SCSI_REQUEST* pRequest, ssize_t iTransferBytes)
                (size_t)(iData < pRequest->iBufSize ? iData : pRequest->iBufSize));
 }
 
+// How many bytes of data are traced.
+static int iTracedData(const SCSI_REQUEST* pRequest)
+{
+    return pRequest->iBufSize < iMAX_DUMP ? pRequest->iBufSize : iMAX_DUMP;
+}
+
 // Traces every byte of cpBytes that is not zero, behind cpName.
 static void vTraceBytes(const char* cpName, const unsigned char* cpBytes, int iSize)
 {
@@ -137,7 +143,7 @@ static void vTraceExchange(const SCSI_REQUEST* pRequest, const struct sg_header*
     TRACE_ABOVE(&strLog, 1, "sg_hd->pack_len=%d", sg_hd->pack_len);
     TRACE_ABOVE(&strLog, 1, "sg_hd->reply_len=%d", sg_hd->reply_len);
     TRACE_ABOVE(&strLog, 1, "sg_hd->pack_id=%d", sg_hd->pack_id);
-    const int iData = pRequest->iBufSize < iMAX_DUMP ? pRequest->iBufSize : iMAX_DUMP;
+    const int iData = iTracedData(pRequest);
     vTraceBytes("cpBuf", pRequest->cpBuf, iData);
     vTraceBytes("szIO", pRequest->szIO, pRequest->iCDBSize + iData + iHEADER_SIZE);
 }
@@ -197,8 +203,9 @@ static int iExchange(const SCSI_REQUEST* pRequest, int iIOFlag, unsigned char* c
     memcpy(pRequest->szIO + iHEADER_SIZE, pRequest->cpCDB, (size_t)pRequest->iCDBSize);
     vSetTimeout(pRequest);
     if (iIOFlag != 0) {
+        // For the trace alone: none of it is written.
         memcpy(pRequest->szIO + iHEADER_SIZE + pRequest->iCDBSize, pRequest->cpBuf,
-               (size_t)pRequest->iBufSize);
+               (size_t)iTracedData(pRequest));
         sg_hd.pack_len += pRequest->iBufSize;
     }
     memcpy(pRequest->szIO, &sg_hd, sizeof(sg_hd));
