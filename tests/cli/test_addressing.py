@@ -3,6 +3,7 @@ import os
 import time
 
 import pytest
+from conftest import read_log
 
 TYPES = {"disk": "Direct-Access    ", "tape": "Sequential-Access", "changer": "Medium Changer   "}
 
@@ -47,14 +48,13 @@ def assert_words(text, expected):
     ]
 
 
-# Numbers that leave the columns are read behind their words; the node of host 266 tells host 10.
+# Numbers that leave the columns are read behind their words; no node is opened.
 @pytest.mark.parametrize("settings", ["", "listing = none"], ids=["listing", "no listing"])
 def test_far_hosts(lab, settings):
     far = FAR.replace("[library]\n", f"[library]\n{settings}\n")
     run = lab.run("scan", library=far)
     assert_words(run.stdout, FAR_SCAN)
-    nodes = [event.path for event in run.events if event.name == "open"]
-    assert nodes == ["/dev/nst0", "/dev/nst1"], "each node is opened once"
+    assert not [event.path for event in run.events if event.name == "open"]
     for args in ("10003 i", "/dev/sg1 i", "003 i"):
         assert " 10:0:0:3 " in lab.run(args).stdout
     lab.write("glbv/gv_mvk_adr_101003.sgv", "1x7")
@@ -102,7 +102,8 @@ def test_gap(lab, device, sent, settings):
     lab.trace_at(1)
     run = lab.run(f"{device} i", library=library(*GAP, settings=settings))
     assert {line.split()[0] for line in run.sent} == {sent}
-    assert f"is not sg{1 if sent == 'sg5' else 2} but {sent}\n" in lab.read("lgc/kq_mvk.lgc")
+    if device[0] == "0":
+        assert f"is not sg{1 if sent == 'sg5' else 2} but {sent}\n" in lab.read("lgc/kq_mvk.lgc")
     assert "(/dev/sg5)" in lab.run("scan").stdout
 
 
@@ -129,7 +130,7 @@ def test_device_goes_during_the_run(lab, device, later):
         "delay 0x12 1 700",
         library=library(*devices, settings="listing = listing"),
     )
-    while "write" not in (process.log.read_text() if process.log.exists() else ""):
+    while process.poll() is None and not any(e.name == "write" for e in read_log(process.log)):
         time.sleep(0.01)
     lab.write("listing", listing(first[0], f"{later} Lun: 00 tape"))
     out = process.communicate(timeout=20)[0].decode()
@@ -138,13 +139,6 @@ def test_device_goes_during_the_run(lab, device, later):
         assert (out, process.returncode, sent) == ("Could not open 0030\n", 2, ["/dev/sg1"])
     else:
         assert (out, process.returncode, sent) == ("", 0, ["/dev/sg1"] * 2)
-
-
-# Two devices have one ID: the last one is meant by the ID, the given one by its path.
-def test_one_id_for_two(lab):
-    twins = library("0:0:3:0 tape", "0:0:12:0 tape")
-    assert {line.split()[0] for line in lab.run("0030 s", library=twins).sent} == {"sg1"}
-    assert {line.split()[0] for line in lab.run("/dev/sg0 s").sent} == {"sg0"}
 
 
 # An entry that cannot be read does not take a path that sysfs knows away from its device.
@@ -185,6 +179,6 @@ def test_not_opened(lab, name):
     lab.trace_at(1)
     run = lab.run(f"{name} erase")
     assert (run.stdout, run.status) == (f"Could not open {name}\n" * 2, 2)
-    assert lab.trace().count(f"[{name}] is not opened: ") == 2
+    assert lab.trace().count(f"[{name}] is not opened: ") == (2 if "/" in name else 0)
     assert lab.read("0099") == lab.read("0:0:9:0") == "untouched"
     assert lab.run("/dev/null erase").status == lab.run("./0099 erase").status == 3

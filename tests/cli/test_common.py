@@ -55,7 +55,8 @@ TRACE = f"""\
 @pytest.mark.parametrize("level", [1, 2])
 def test_trace(lab, level):
     lab.write("ini/debug.ini", f"kq_mvk=3\nKQ_MVK={level}\nSTDERR=1\n")
-    run = lab.run("/dev/sg0 i", library="[device]\naddress = 0:0:3:1\ntype = changer\n")
+    changer = "[library]\nsysfs = no\n[device]\naddress = 0:0:3:1\ntype = changer\n"
+    run = lab.run("/dev/sg0 i", library=changer)
     trace = lab.read("lgc/kq_mvk.lgc")
     expected = "".join(re.findall(f"(?m)^[1-{level}] (.*\n)", TRACE))
     assert_text(re.sub(r"(?m)^[ \d]\d:\d\d:\d\d# ", "", trace), expected)
@@ -95,7 +96,7 @@ Semaphore mvk_busy_0030 is occupied by: {holder.pid} mvk
     assert (run.stdout, run.events, run.status) == ("", [], 9)
     traced = re.sub("(?m)^.{10}", "", lab.read("lgc/kq_mvk.lgc"))
     assert all(line in traced for line in text.splitlines(True))
-    for args, status in ("0040 i", 0), ("/dev/sg1 i", 0), ("000 i", 2), ("--help", 1):
+    for args, status in ("0040 i", 0), ("/dev/sg2 i", 0), ("000 i", 2), ("--help", 1):
         assert lab.run(args).status == status  # other semaphores, or none
     names = {path.stem for path in lab.home.glob("work/sem/*")}
     assert names == {"mvk_busy", "mvk_busy_000", "mvk_busy_0030", "mvk_busy_0040"}

@@ -198,7 +198,8 @@ def test_scan(lab):
 
 
 def test_missing_tape_node_is_made(lab):
-    run = lab.run("scan", library=describe("0:0:4:0 tape") + "node = none\n")
+    tape = "[library]\nsysfs = no\n" + describe("0:0:4:0 tape") + "node = none\n"
+    run = lab.run("scan", library=tape)
     assert run.stdout == "ID=0040 Tape:    VENDOR   MODEL            REV1 (/dev/nst0)\n"
     assert [event.words for event in run.events if event.name == "mknod"] == [["9", "128", "0"]]
 

@@ -6,6 +6,7 @@
 #include "cm_hal_unix.h"
 #include "cm_kernel.h"
 #include "mvk.h"
+#include "scsi/executor.h"
 
 // The fourth operand is the room for a result.
 static int iProfile()

@@ -2,9 +2,11 @@
 // answers.
 #include "world.h"
 
+#include "changer/changer.h"
 #include "device/selection.h"
 #include "device/shell.h"
 #include "mvk.h"
+#include "scsi/executor.h"
 #include "scsi/operations.h"
 #include "scsi/second_executor.h"
 #include "scsi/sense.h"

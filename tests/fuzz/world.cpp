@@ -1,9 +1,11 @@
 // Gives an input to an operation, and judges what it leaves behind.
 #include "world.h"
 
+#include "changer/changer.h"
 #include "cm_common.h"
 #include "device/selection.h"
 #include "mvk.h"
+#include "scsi/executor.h"
 
 // Forgets what the input before has left in the process.
 static void vForget()

@@ -4,7 +4,7 @@
 
 #include "cm_common.h"
 #include "device/selection.h"
-#include "mvk.h"
+#include "scsi/executor.h"
 #include "scsi/operations.h"
 #include "scsi/second_executor.h"
 
@@ -19,7 +19,7 @@ protected:
 
     int iDriver = -1; // the other end of the device
 
-    Executor() { gszID[0] = '\0'; }
+    Executor() { gstrDevice = {}; }
     ~Executor() override { vClose(); }
 
     void vClose()

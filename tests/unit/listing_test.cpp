@@ -1,48 +1,13 @@
 // The kernel's listing of devices, and ways to it that no operation takes today.
 #include "fixture.h"
 
-#include "cm_common.h"
 #include "device/listing.h"
+#include "device/run.h"
+#include "device/selection.h"
 #include "device/shell.h"
 #include "device/tape_node.h"
-#include "mvk.h"
-#include "scsi/operations.h"
-
-#include <filesystem>
 
 class Listing : public Product {};
-
-// What sysfs says of /dev/sg0.
-static void vLink(const char* cpAddress)
-{
-    std::filesystem::create_directories("scsi_generic/sg0");
-    std::filesystem::remove("scsi_generic/sg0/device");
-    std::filesystem::create_symlink(cpAddress, "scsi_generic/sg0/device");
-}
-
-// Between the look-up and the open another device takes the node over: it gets no command.
-TEST_F(Listing, NodeIsTakenOver)
-{
-    vWrite("scsi", "Host: scsi0 Channel: 00 Id: 03 Lun: 00\n  Type:   Sequential-Access\n");
-    vWrite("sg0", "");
-    vLink("../0:0:3:0");
-    for (const char* cpDevice : {"0030", "/dev/sg0"}) {
-        v_COPY(gszID, sizeof(gszID), cpDevice);
-        v_COPY(gszDev, sizeof(gszDev), cpDevice);
-        gvBeforeOpen = [] { vLink("../0:0:4:0"); };
-        CaptureStdout();
-        EXPECT_EQ(iScsiCmdErase(REPORT_NORMAL), DEVICE_OPEN_ERROR);
-        EXPECT_EQ(GetCapturedStdout(), "Could not open /dev/sg0\n");
-        EXPECT_EQ(szRead("sg0"), "");
-        vLink("../0:0:3:0");
-        gvBeforeOpen = nullptr;
-        CaptureStdout();
-        EXPECT_EQ(iScsiCmdErase(REPORT_NORMAL), IOCTL_ERROR); // a plain file has no reply
-        GetCapturedStdout();
-        EXPECT_EQ(szRead("sg0").size(), 42U);
-        vWrite("sg0", "");
-    }
-}
 
 // A line that is too short changes nothing, a number that is too large becomes the largest.
 TEST_F(Listing, Bounds)
@@ -60,7 +25,7 @@ TEST_F(Listing, Filter)
 {
     vWrite("a", "Host: scsi1 Channel: 00 Id: 05 Lun: 00\n  Vendor: A        Model: B\n"
                 "  Type:   Medium Changer\n  Type:   Sequential-Access\n  Type:   Disk\n");
-    v_COPY(gszID, sizeof(gszID), "000");
+    vNameDevice("000", false);
     CaptureStdout();
     EXPECT_EQ(iExecFilter("scan", "cat a; exit 3"), 3 << 8);
     EXPECT_EQ(iExecFilter("", "cat a"), 0);

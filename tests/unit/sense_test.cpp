@@ -2,6 +2,7 @@
 #include "fixture.h"
 
 #include "mvk.h"
+#include "scsi/executor.h"
 #include "scsi/sense.h"
 
 // Bytes 0 to 3, and the code in bytes 12 and 13.

@@ -104,6 +104,16 @@ def listed_addresses():
     return list(nodes_by_address(GENERIC, r"sg\d{1,9}"))
 
 
+def tape_drives():
+    """The addresses of all tape drives, those without a node among them."""
+    generics = nodes_by_address(GENERIC, r"sg\d{1,9}")
+    types = {
+        address: read_file(f"{GENERIC}/{name}/device/type") for address, name in generics.items()
+    }
+    nodes = nodes_by_address(TAPE, r"nst\d{1,9}")
+    return {address for address, kind in types.items() if kind.strip() == b"1"} | set(nodes)
+
+
 def known_devices():
     """All devices, in the order of the scan."""
     generics, tapes = nodes_by_address(GENERIC, r"sg\d{1,9}"), nodes_by_address(TAPE, r"nst\d{1,9}")

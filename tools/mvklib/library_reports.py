@@ -7,7 +7,7 @@ such a text.
 
 import re
 
-from .devices import NOTHING_KNOWN, find_device, id_of, known_devices
+from .devices import NOTHING_KNOWN, find_device, id_of, known_devices, tape_drives
 from .texts import numbers, take
 
 KINDS = {"Transport": "transport", "Slot": "slot", "Port": "port", "Drive": "drive"}
@@ -113,7 +113,8 @@ def told_drive(told, loader, tapes):
 def parse_drives(text):
     """e scsi: the drives as the loader tells them, and the devices that it means."""
     matches, rest = take(DRIVE_ID, text)
-    tapes = [device for device in known_devices() if device["tape"]] if matches else []
+    addresses = tape_drives() if matches else []
+    tapes = [device for device in known_devices() if device["address"] in addresses]
     drives = []
     for match in matches:
         device = told_drive(match[1], match[3], tapes) or NOTHING_KNOWN

@@ -3,6 +3,7 @@
 #include "mvk.h"
 #include "changer/changer.h"
 #include "device/selection.h"
+#include "scsi/executor.h"
 #include "scsi/operations.h"
 #include "tape/tape.h"
 
@@ -28,7 +29,8 @@ struct RUN {
 struct OPERATION {
     char szWord[12];
     char szMode[12];
-    bool bDash; // accepted with a leading "-" too
+    bool bDash;    // accepted with a leading "-" too
+    bool bChanges; // changes something on the device, or may
     int iMinArguments;
     int (*iPerform)(const RUN* pRun);
     int (*iPerformMode)(const char* cpMode, int iReport);
@@ -92,7 +94,7 @@ static int iMove(const RUN* pRun)
 {
     iScsiRES("page code", pRun->iReport);
     // The override is stored under the device as it was typed, ID or path.
-    v_COPY(gszID, sizeof(gszID), pRun->argv[1]);
+    v_COPY(gszID, sizeof(gszID), gstrDevice.szName);
     iScsiHardAddress(pRun->iReport);
     if (pRun->argc < 5)
         return iUsage(pRun);
@@ -139,46 +141,50 @@ static int iSet(const RUN* pRun)
     return MVK_SUCCESS;
 }
 
-// The dispatch table: word, mode word, dash, least number of arguments (program name and device
-// included), and the routine.
+// The dispatch table: word, mode word, dash, change, least number of arguments (program name and
+// device included), and the routine.
 static const OPERATION strOperations[] = {
-    {"i",          "",            true,  0, iInquiry,        nullptr          },
-    {"s",          "",            true,  0, iStatusOf,       nullptr          },
-    {"e",          "",            true,  0, iList,           nullptr          },
-    {"l",          "",            true,  0, iListWithLabels, nullptr          },
-    {"hm",         "",            true,  6, iHardMove,       nullptr          },
-    {"m",          "",            true,  0, iMove,           nullptr          },
-    {"u",          "unload",      true,  0, nullptr,         iScsiCmdCDB6     },
-    {"L",          "",            true,  0, iLoad,           nullptr          },
-    {"r",          "rewind",      true,  0, nullptr,         iScsiCmdCDB6     },
-    {"a",          "allow",       true,  0, nullptr,         iScsiCmdCDB6     },
-    {"p",          "prevent",     true,  0, nullptr,         iScsiCmdCDB6     },
-    {"I",          "inventory",   true,  0, nullptr,         iScsiCmdCDB6     },
-    {"c",          "",            true,  4, iCompression,    nullptr          },
-    {"get_eeprom", "eeprom_10",   false, 0, nullptr,         iScsiCmdModeSense},
-    {"set_eeprom", "",            false, 5, iSetEeprom,      nullptr          },
-    {"erase",      "",            false, 0, iErase,          nullptr          },
-    {"read",       "",            false, 0, iReadAttributes, nullptr          },
-    {"get",        "all_pages_6", false, 0, nullptr,         iScsiCmdModeSense},
-    {"set",        "",            false, 5, iSet,            nullptr          },
+    {"i",          "",            true,  false, 0, iInquiry,        nullptr          },
+    {"s",          "",            true,  false, 0, iStatusOf,       nullptr          },
+    {"e",          "",            true,  false, 0, iList,           nullptr          },
+    {"l",          "",            true,  false, 0, iListWithLabels, nullptr          },
+    {"hm",         "",            true,  true,  6, iHardMove,       nullptr          },
+    {"m",          "",            true,  true,  0, iMove,           nullptr          },
+    {"u",          "unload",      true,  true,  0, nullptr,         iScsiCmdCDB6     },
+    {"L",          "",            true,  true,  0, iLoad,           nullptr          },
+    {"r",          "rewind",      true,  true,  0, nullptr,         iScsiCmdCDB6     },
+    {"a",          "allow",       true,  true,  0, nullptr,         iScsiCmdCDB6     },
+    {"p",          "prevent",     true,  true,  0, nullptr,         iScsiCmdCDB6     },
+    {"I",          "inventory",   true,  true,  0, nullptr,         iScsiCmdCDB6     },
+    {"c",          "",            true,  true,  4, iCompression,    nullptr          },
+    {"get_eeprom", "eeprom_10",   false, false, 0, nullptr,         iScsiCmdModeSense},
+    {"set_eeprom", "",            false, true,  5, iSetEeprom,      nullptr          },
+    {"erase",      "",            false, true,  0, iErase,          nullptr          },
+    {"read",       "",            false, false, 0, iReadAttributes, nullptr          },
+    {"get",        "all_pages_6", false, false, 0, nullptr,         iScsiCmdModeSense},
+    {"set",        "",            false, true,  5, iSet,            nullptr          },
 };
 
-static int iDispatch(const RUN* pRun)
+// Returns the row of a word of the command line, null for none.
+static const OPERATION* pFindOperation(const char* cpWord)
 {
-    const char* cpWord = pRun->argv[2];
     if (cpWord == nullptr)
-        return iUsage(pRun);
+        return nullptr;
     for (const OPERATION& strOperation : strOperations) {
         const bool bDashed = strOperation.bDash && cpWord[0] == '-';
-        if (strcmp(bDashed ? cpWord + 1 : cpWord, strOperation.szWord) != 0)
-            continue;
-        if (pRun->argc < strOperation.iMinArguments)
-            return iUsage(pRun);
-        if (strOperation.iPerform != nullptr)
-            return strOperation.iPerform(pRun);
-        return strOperation.iPerformMode(strOperation.szMode, pRun->iReport);
+        if (strcmp(bDashed ? cpWord + 1 : cpWord, strOperation.szWord) == 0)
+            return &strOperation;
     }
-    return iUsage(pRun);
+    return nullptr;
+}
+
+static int iDispatch(const RUN* pRun, const OPERATION* pOperation)
+{
+    if (pOperation == nullptr || pRun->argc < pOperation->iMinArguments)
+        return iUsage(pRun);
+    if (pOperation->iPerform != nullptr)
+        return pOperation->iPerform(pRun);
+    return pOperation->iPerformMode(pOperation->szMode, pRun->iReport);
 }
 
 // A descriptor below 3 that a caller left closed would be given to a device or a lock file, and
@@ -201,13 +207,13 @@ static void vRememberArguments(int argc, char** argv)
     giCounter = 0;
 }
 
-// Names the semaphore of the selected device: one for each ID, one for all device paths.
-static void vNameSemaphore(char* cpBusy, size_t uiSize)
+// Names the semaphore of a device: one for each ID, one for all device paths.
+static void vNameSemaphore(const char* cpName, char* cpBusy, size_t uiSize)
 {
     v_COPY(cpBusy, uiSize, "mvk_busy");
-    if (i_DECIMAL(gszID) != 0 || gszID[0] == '0') {
+    if (i_DECIMAL(cpName) != 0 || cpName[0] == '0') {
         v_APPEND(cpBusy, uiSize, "_");
-        v_APPEND(cpBusy, uiSize, gszID);
+        v_APPEND(cpBusy, uiSize, cpName);
     }
 }
 
@@ -243,33 +249,61 @@ static int iReportOccupied(const char* cpBusy, const char* cpHolder)
 }
 
 // The operation itself, with the device locked.
-static int iOperate(const RUN* pRun)
+static int iOperate(const RUN* pRun, const OPERATION* pOperation)
 {
     if (strcmp(pRun->argv[1], "scan") == 0) {
         vScanDevice(pRun->argc > 2 ? pRun->argv[2] : "scan all", REPORT_SCAN);
         return MVK_SUCCESS;
     }
     iScsiInquiry(REPORT_SILENT);
-    return iDispatch(pRun);
+    return gstrDevice.iRefusal != 0 ? gstrDevice.iRefusal : iDispatch(pRun, pOperation);
+}
+
+// Takes a semaphore. Returns 0, or MVK_OCCUPIED with its two lines when another run holds it.
+static int iTake(SCT_SEMA* pSema, const char* cpBusy)
+{
+    v_COPY(pSema->szSema, sizeof(pSema->szSema), cpBusy);
+    if (i_SEMA('?', pSema, strLog) != 0)
+        return iReportOccupied(cpBusy, pSema->szMsg);
+    i_SEMA('+', pSema, strLog);
+    return 0;
+}
+
+// Takes the semaphore of the device's ID as well, when the device was given another name: whatever
+// its names, a device serves one run. It always comes last, so that two runs cannot wait for each
+// other. cpBusy: the semaphore that is held already.
+static int iOperateUnderID(const RUN* pRun, const OPERATION* pOperation, const char* cpBusy)
+{
+    char szOther[sizeof(SCT_SEMA::szSema)];
+    char szID[iID_SIZE];
+    SCT_SEMA semID = {"", "mvk", "", 0};
+    vFindAhead();
+    vOtherID(szID);
+    vNameSemaphore(szID, szOther, sizeof(szOther));
+    if (szID[0] == '\0' || strcmp(szOther, cpBusy) == 0)
+        return iOperate(pRun, pOperation);
+    if (iTake(&semID, szOther) != 0)
+        return MVK_OCCUPIED;
+    const int iStatus = iOperate(pRun, pOperation);
+    i_SEMA('-', &semID, strLog);
+    return iStatus;
 }
 
 static int iRun(RUN* pRun)
 {
     char szBusy[40];
     SCT_SEMA semMvk = {"", "mvk", "", 0};
-    v_COPY(gszID, sizeof(gszID), pRun->argv[1]);
-    v_COPY(gszDev, sizeof(gszDev), pRun->argv[1]);
-    vNameSemaphore(szBusy, sizeof(szBusy));
-    v_COPY(semMvk.szSema, sizeof(semMvk.szSema), szBusy);
+    const OPERATION* pOperation = pFindOperation(pRun->argv[2]);
+    vNameDevice(pRun->argv[1], pOperation != nullptr && pOperation->bChanges);
+    vNameSemaphore(gszID, szBusy, sizeof(szBusy));
     vReadTrailingWords(pRun, szBusy);
     if (strcmp(pRun->argv[1], "--help") == 0) {
         vUsage(pRun->argv[0], 1);
         return USAGE_ERROR;
     }
-    if (i_SEMA('?', &semMvk, strLog) != 0)
-        return iReportOccupied(szBusy, semMvk.szMsg);
-    i_SEMA('+', &semMvk, strLog);
-    const int iStatus = iOperate(pRun);
+    if (iTake(&semMvk, szBusy) != 0)
+        return MVK_OCCUPIED;
+    const int iStatus = iOperateUnderID(pRun, pOperation, semMvk.szSema);
     i_SEMA('-', &semMvk, strLog);
     return iStatus;
 }

@@ -1,10 +1,12 @@
 // The shared state of one run, the names of the status numbers, and the result line.
 #include "mvk.h"
 
+#include "changer/changer.h"
+#include "scsi/executor.h"
+
 #include <stdio.h>
 
-char gszID[32];
-char gszDev[1024];
+DEVICE gstrDevice;
 char gszTyp[32];
 char gszLoaderPresent[32];
 char gszCurCmd[128];

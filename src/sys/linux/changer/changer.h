@@ -10,6 +10,13 @@ enum ELEMENT_TYPE {
     ELEMENT_DRIVE = 4,
 };
 
+extern int giVolTag; // 16 when listings show volume tags, else 0; set by main
+
+// Row 0: counts by element type; rows 1 to 4: addresses. A row holds every 16-bit address; what no
+// run fills takes no memory.
+enum { iELEMENT_COLUMNS = 1 << 16 };
+extern int giElementAddress[16][iELEMENT_COLUMNS];
+
 // Returns the name of an element type, or "" for a code that is none.
 const char* cpElementName(int iType);
 

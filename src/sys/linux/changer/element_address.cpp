@@ -2,8 +2,9 @@
 // overridden by the operator.
 #include "changer/changer.h"
 
-#include "mvk.h"
+#include "device/selection.h"
 #include "scsi/bytes.h"
+#include "scsi/executor.h"
 
 #include "cm_common.h"
 #include "cm_hal_unix.h"
@@ -82,20 +83,33 @@ int iLoaderModeSense(int iReport)
     return iStatus;
 }
 
-int iScsiHardAddress(int iReport)
+// Reads the override that is stored under a name of the device into szAdr, empty when there is
+// none.
+static void vReadOverride(const char* cpName, int iReport, char (&szAdr)[iGLBV_VALUE_SIZE])
 {
     char szTemp[128];
-    char szAdr[iGLBV_VALUE_SIZE] = "";
-    snprintf(szTemp, sizeof(szTemp), "gv_mvk_adr_%s", gszID);
+    snprintf(szTemp, sizeof(szTemp), "gv_mvk_adr_%s", cpName);
+    szAdr[0] = '\0';
     glbv('r', szTemp, szAdr);
     if (szAdr[0] == '?') {
         szAdr[0] = '\0';
         if (iReport >= REPORT_DEBUG)
             printf("didn't got hard address setting from GLBV %s\n", szTemp);
     }
+    if (szAdr[0] != '\0')
+        printf("got hard address setting from %s: %s\n", szTemp, szAdr);
+}
+
+int iScsiHardAddress(int iReport)
+{
+    char szAdr[iGLBV_VALUE_SIZE];
+    char szID[iID_SIZE];
+    vReadOverride(gszID, iReport, szAdr);
+    vOtherID(szID);
+    if (szAdr[0] == '\0' && szID[0] != '\0')
+        vReadOverride(szID, iReport, szAdr);
     if (szAdr[0] == '\0')
         return 0;
-    printf("got hard address setting from %s: %s\n", szTemp, szAdr);
     int k = ELEMENT_TRANSPORT;
     for (const char* cpPos = cm_strtok(szAdr, ','); cpPos != nullptr;
          cpPos = cm_strtok(nullptr, ','), k++) {

@@ -1,8 +1,9 @@
 // Sends READ ELEMENT STATUS (SMC) until all elements are there.
 #include "changer/element_request.h"
 
-#include "mvk.h"
+#include "changer/changer.h"
 #include "scsi/bytes.h"
+#include "scsi/executor.h"
 
 #include <stdio.h>
 #include <stdlib.h>

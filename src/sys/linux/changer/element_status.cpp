@@ -4,8 +4,7 @@
 
 #include "changer/element_reply.h"
 #include "changer/element_request.h"
-#include "device/sysfs.h"
-#include "mvk.h"
+#include "scsi/executor.h"
 
 #include "cm_common.h"
 
@@ -86,12 +85,9 @@ static RES_MODE strParseMode(const char* cpMode)
 // changer's ID, its host and channel, stand before the target. Only IDs tell them, not paths.
 static void vPrintDriveID(int u, unsigned int uiTarget)
 {
-    const size_t uiLength = strlen(gszID);
-    unsigned long long ullNumber = 0;
-    const bool bLongID = uiLength >= 5 && *cpReadDigits(gszID, &ullNumber) == '\0';
-    if (uiLength == 4 || uiLength == 3 || bLongID)
-        printf("ID=%.*s%x0 Tape Drive %d in Loader %s\n", (int)uiLength - 2, gszID, uiTarget, u,
-               gszID);
+    const int iBus = iBusLength(gszID);
+    if (iBus >= 0)
+        printf("ID=%.*s%x0 Tape Drive %d in Loader %s\n", iBus, gszID, uiTarget, u, gszID);
 }
 
 static bool bShown(const RES_MODE* pMode, const ELEMENT_PAGE* pPage, int u, bool bFull)

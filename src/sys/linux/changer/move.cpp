@@ -1,8 +1,8 @@
 // MOVE MEDIUM (SMC): between elements named by kind and number, or by raw address.
 #include "changer/changer.h"
 
-#include "mvk.h"
 #include "scsi/bytes.h"
+#include "scsi/executor.h"
 
 #include "cm_common.h"
 
@@ -86,11 +86,10 @@ static int iMove(unsigned char cLun, int iTransport, int iSource, int iTarget, i
 // Only LUN 1 is carried into the command.
 static unsigned char cLunField(int iReport)
 {
-    const size_t uiLength = strlen(gszID);
-    if ((uiLength != 4 && uiLength != 3) || gszID[uiLength - 1] != '1')
+    const char cLun = cLunOf(gszID);
+    if (cLun != '1')
         return 0;
     const unsigned char cField = 0x20;
-    const char cLun = gszID[uiLength - 1];
     if (iReport == REPORT_DEBUG)
         printf("lun=%d(dec)/%c(char) cdb[1]=%x(hex)\n", cLun, cLun, cField);
     return cField;

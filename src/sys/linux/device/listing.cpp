@@ -1,4 +1,4 @@
-// Reads the kernel's listing of SCSI devices line by line. Stands on sysfs.h for addresses.
+// Reads the kernel's listing of SCSI devices line by line. Stands on address.
 //
 // The numbers of a host line stand in columns as long as the host has one digit and the others have
 // two. Every SATA port and every iSCSI login is a host of its own, so that larger numbers are
@@ -45,49 +45,32 @@ static bool bOutsideColumns(const DIGITS strNumbers[ADDRESS_NUMBERS])
     return false;
 }
 
-// The sum of two digits: the number itself up to 9, which the columns of an ID have room for.
-static int iDigitSum(const char* cpDigits)
-{
-    return cpDigits[0] + cpDigits[1] - 2 * '0';
-}
-
-// Appends a number to an ID. Most are digits, and a listing has many: snprintf would be most of the
-// work on it.
-static void vAppendNumber(char* cpID, size_t uiSize, int iNumber)
-{
-    char szNumber[12] = {(char)('0' + iNumber), '\0'};
-    if (iNumber < 0 || iNumber > 9)
-        snprintf(szNumber, sizeof(szNumber), "%d", iNumber);
-    v_APPEND(cpID, uiSize, szNumber);
-}
-
-static void vReadColumns(const char* szLine, bool bHost, char* cpID, size_t uiSize)
+static void vReadColumns(const char* szLine, bool bHost, char (&szID)[iID_SIZE])
 {
     static const unsigned char cColumns[] = {21, 28, 36}; // channel, target, LUN
-    cpID[0] = '\0';
+    szID[0] = '\0';
     if (bHost)
-        vAppendNumber(cpID, uiSize, szLine[10] - '0');
+        vAppendNumber(szID, szLine[10] - '0');
     for (const unsigned char cColumn : cColumns)
-        vAppendNumber(cpID, uiSize, iDigitSum(szLine + cColumn));
+        vAppendNumber(szID, iDigitSum(szLine + cColumn));
 }
 
 // The host stands in full, then each number: one or two digits as their sum, like in the columns,
-// and more in full.
-static void vReadWords(const DIGITS strNumbers[ADDRESS_NUMBERS], bool bHost, char* cpID,
-                       size_t uiSize)
+// and more in full, as they stand.
+static void vReadWords(const DIGITS strNumbers[ADDRESS_NUMBERS], bool bHost, char (&szID)[iID_SIZE])
 {
-    cpID[0] = '\0';
+    szID[0] = '\0';
     for (int i = bHost ? HOST : CHANNEL; i < ADDRESS_NUMBERS; i++) {
         const DIGITS* pNumber = &strNumbers[i];
-        char szDigits[64];
+        char szDigits[iID_SIZE];
         int iSum = 0;
         for (int j = 0; j < pNumber->iCount; j++)
             iSum += pNumber->cpFirst[j] - '0';
         if (i != HOST && pNumber->iCount <= 2) {
-            vAppendNumber(cpID, uiSize, iSum);
+            vAppendNumber(szID, iSum);
         } else {
             snprintf(szDigits, sizeof(szDigits), "%.*s", pNumber->iCount, pNumber->cpFirst);
-            v_APPEND(cpID, uiSize, szDigits);
+            v_APPEND(szID, sizeof(szID), szDigits);
         }
     }
 }
@@ -112,9 +95,9 @@ static void vReadHostLine(const char* szLine, bool bHost, LISTING_ENTRY* pEntry)
     pEntry->bByColumns = !bOutsideColumns(strNumbers);
     pEntry->bAddress = bTakeAddress(strNumbers, &pEntry->strAddress);
     if (pEntry->bByColumns)
-        vReadColumns(szLine, bHost, pEntry->szID, sizeof(pEntry->szID));
+        vReadColumns(szLine, bHost, pEntry->szID);
     else if (pEntry->bAddress)
-        vReadWords(strNumbers, bHost, pEntry->szID, sizeof(pEntry->szID));
+        vReadWords(strNumbers, bHost, pEntry->szID);
     else
         pEntry->szID[0] = '\0';
 }

@@ -1,18 +1,21 @@
 // An entry of the kernel's listing of SCSI devices, and the reader of its lines.
 #pragma once
 
-#include "device/sysfs.h"
+#include "device/address.h"
 
 // The kernel's listing.
 inline constexpr char szKERNEL_LISTING[] = "/proc/scsi/scsi";
+
+// A line of the listing is read in pieces of at most one byte less than this.
+enum { iLISTING_LINE_SIZE = 128 };
 
 enum DEVICE_KIND { KIND_LOADER, KIND_TAPE, KIND_OTHER };
 
 // The entry that is being read. Zeros before the first line.
 struct LISTING_ENTRY {
-    char szID[64];   // empty when the host line does not give one
-    bool bByColumns; // the ID is made of the columns of the host line
-    bool bAddress;   // strAddress is known
+    char szID[iID_SIZE]; // empty when the host line does not give one
+    bool bByColumns;     // the ID is made of the columns of the host line
+    bool bAddress;       // strAddress is known
     SCSI_ADDRESS strAddress;
     char szVendor[16];
     char szModel[32];

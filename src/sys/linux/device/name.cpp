@@ -1,5 +1,8 @@
-// Looks at names and files before anything is opened. Stands on the C library alone.
+// Looks at names and files before anything is opened. Stands on address and sysfs.
 #include "device/name.h"
+
+#include "device/address.h"
+#include "device/sysfs.h"
 
 #include <linux/major.h>
 #include <string.h>
@@ -14,41 +17,51 @@ static const unsigned int uiMINOR_FULL = 7;
 
 NAME_FORM eNameForm(const char* cpName)
 {
-    static const char szDigits[] = "0123456789";
-    int iColons = 0;
-    size_t uiRun = strspn(cpName, szDigits);
-    while (uiRun > 0 && cpName[uiRun] == ':') {
-        iColons++;
-        cpName += uiRun + 1;
-        uiRun = strspn(cpName, szDigits);
-    }
-    if (uiRun == 0 || cpName[uiRun] != '\0' || (iColons != 0 && iColons != 3))
-        return NAME_PATH;
-    return iColons == 0 ? NAME_ID : NAME_ADDRESS;
+    SCSI_ADDRESS strAddress;
+    unsigned long long ullNumber = 0;
+    const char* cpEnd = cpReadDigits(cpName, &ullNumber);
+    if (cpEnd > cpName && *cpEnd == '\0')
+        return NAME_ID;
+    return bReadAddress(cpName, &strAddress) ? NAME_ADDRESS : NAME_PATH;
 }
 
-// Whether a file is one that can stand in for a device and harms none.
-static bool bIsStandIn(const struct stat* pStatus)
+static bool bHarmless(const FILE_FACTS* pFacts)
 {
-    if (S_ISBLK(pStatus->st_mode))
-        return false;
-    if (!S_ISCHR(pStatus->st_mode))
-        return true;
-    const unsigned int uiMinor = minor(pStatus->st_rdev);
-    return major(pStatus->st_rdev) == MEM_MAJOR &&
-           (uiMinor == uiMINOR_NULL || uiMinor == uiMINOR_ZERO || uiMinor == uiMINOR_FULL);
+    return !pFacts->bBlock && pFacts->uiMajor == MEM_MAJOR &&
+           (pFacts->uiMinor == uiMINOR_NULL || pFacts->uiMinor == uiMINOR_ZERO ||
+            pFacts->uiMinor == uiMINOR_FULL);
 }
 
-const char* cpWhyNotOpened(const char* cpName, int iNumber)
+static FILE_FACTS strFactsOf(const struct stat* pStatus)
+{
+    FILE_FACTS strFacts = {FILE_STAND_IN, S_ISBLK(pStatus->st_mode), major(pStatus->st_rdev),
+                           minor(pStatus->st_rdev)};
+    if (!S_ISCHR(pStatus->st_mode) && !strFacts.bBlock)
+        return strFacts;
+    if (!strFacts.bBlock && strFacts.uiMajor == SCSI_GENERIC_MAJOR)
+        strFacts.eKind = FILE_GENERIC;
+    else if (!bHarmless(&strFacts))
+        strFacts.eKind = FILE_DEVICE;
+    return strFacts;
+}
+
+FILE_FACTS strLookAt(const char* cpPath)
 {
     struct stat strStatus = {};
-    if (eNameForm(cpName) != NAME_PATH)
-        return "an ID or address without a node";
-    if (stat(cpName, &strStatus) != 0 || bIsStandIn(&strStatus))
-        return nullptr;
-    if (!S_ISCHR(strStatus.st_mode) || major(strStatus.st_rdev) != SCSI_GENERIC_MAJOR)
-        return "it is no node of the generic driver";
-    if (iNumber >= 0 && minor(strStatus.st_rdev) != (unsigned int)iNumber)
-        return "its number is another device's";
-    return nullptr;
+    return stat(cpPath, &strStatus) == 0 ? strFactsOf(&strStatus) : FILE_FACTS{};
+}
+
+FILE_FACTS strLookAtOpen(int iFD)
+{
+    struct stat strStatus = {};
+    return fstat(iFD, &strStatus) == 0 ? strFactsOf(&strStatus) : FILE_FACTS{};
+}
+
+int iGenericNumber(const FILE_FACTS* pFacts)
+{
+    if (pFacts->eKind == FILE_GENERIC)
+        return (int)pFacts->uiMinor;
+    if (pFacts->eKind == FILE_DEVICE)
+        return iGenericOfNode(pFacts->bBlock, pFacts->uiMajor, pFacts->uiMinor);
+    return -1;
 }

@@ -1,8 +1,8 @@
 // Ways to the devices through shell commands. Stands on listing.
 #include "device/shell.h"
 
+#include "device/device.h"
 #include "device/listing.h"
-#include "mvk.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -19,11 +19,11 @@ int iFindByPipeline()
     static const char szFile1[] = "/tmp/mvk_dev.tmp";
     static const char szFile2[] = "/tmp/mvk_id.tmp";
     char szCmd[512];
-    const char* cpDigit = gszID;
+    const char* cpDigit = gstrDevice.szID;
     int iLength =
         snprintf(szCmd, sizeof(szCmd), "cat %s | grep 'Host' | grep -n 'Host' > %s; cat %s | ",
                  szKERNEL_LISTING, szFile1, szFile1);
-    if (strlen(gszID) == 4)
+    if (strlen(gstrDevice.szID) == 4)
         iLength += snprintf(szCmd + iLength, sizeof(szCmd) - (size_t)iLength, "grep 'scsi%c' | ",
                             *cpDigit++);
     snprintf(szCmd + iLength, sizeof(szCmd) - (size_t)iLength,
@@ -36,7 +36,7 @@ int iFindByPipeline()
         return -2;
     char szFirst[2] = "";
     if (fgets(szFirst, sizeof(szFirst), fpResult) != nullptr)
-        snprintf(gszDev, sizeof(gszDev), "/dev/sg%c", szFirst[0] - 1);
+        snprintf(gstrDevice.szDev, sizeof(gstrDevice.szDev), "/dev/sg%c", szFirst[0] - 1);
     fclose(fpResult);
     return 0;
 }
@@ -56,7 +56,7 @@ int iExecFilter(const char* cpMode, const char* cpCmd)
             fputs(szLine, stdout);
             continue;
         }
-        if (!bReadListingLine(szLine, strlen(gszID) != 3, &strEntry))
+        if (!bReadListingLine(szLine, !bWithoutHost(gstrDevice.szID), &strEntry))
             continue;
         const DEVICE_KIND eKind = eKindOf(szLine);
         if (eKind != KIND_OTHER)

@@ -5,7 +5,6 @@
 #include "cm_common.h"
 
 #include <dirent.h>
-#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -15,29 +14,6 @@ static const char szGENERIC[] = "/sys/class/scsi_generic";
 
 // More generic devices than the sg driver makes (its limit is 32768).
 static const int iGENERIC_MAX = 1 << 16;
-
-bool bSameAddress(const SCSI_ADDRESS* pOne, const SCSI_ADDRESS* pOther)
-{
-    return memcmp(pOne->ullNumbers, pOther->ullNumbers, sizeof(pOne->ullNumbers)) == 0;
-}
-
-const char* cpReadDigits(const char* cpText, unsigned long long* pNumber)
-{
-    for (*pNumber = 0; *cpText >= '0' && *cpText <= '9'; cpText++) {
-        const unsigned long long ullDigit = (unsigned long long)(*cpText - '0');
-        *pNumber = *pNumber > (ULLONG_MAX - ullDigit) / 10 ? ULLONG_MAX : *pNumber * 10 + ullDigit;
-    }
-    return cpText;
-}
-
-// Reads the number at *cppText, which cEnd must follow, and steps over both.
-static bool bTakeNumber(const char** cppText, char cEnd, unsigned long long* pNumber)
-{
-    const char* cpEnd = cpReadDigits(*cppText, pNumber);
-    const bool bTaken = cpEnd > *cppText && *cpEnd == cEnd;
-    *cppText = cpEnd + 1;
-    return bTaken;
-}
 
 // Reads the address at the end of the link szPath.
 static bool bLinkAddress(const char* szPath, SCSI_ADDRESS* pAddress)
@@ -50,11 +26,7 @@ static bool bLinkAddress(const char* szPath, SCSI_ADDRESS* pAddress)
     const char* cpText = szLink + iLength;
     while (cpText > szLink && cpText[-1] != '/')
         cpText--;
-    for (int i = 0; i < ADDRESS_NUMBERS; i++) {
-        if (!bTakeNumber(&cpText, i < LUN ? ':' : '\0', &pAddress->ullNumbers[i]))
-            return false;
-    }
-    return true;
+    return bReadAddress(cpText, pAddress);
 }
 
 bool bGenericAddress(int iNumber, SCSI_ADDRESS* pAddress)
@@ -64,11 +36,39 @@ bool bGenericAddress(int iNumber, SCSI_ADDRESS* pAddress)
     return bLinkAddress(szPath, pAddress);
 }
 
-bool bTapeAddress(int iNumber, SCSI_ADDRESS* pAddress)
+// Returns n when a file is named cpPrefix and a number n below iGENERIC_MAX, otherwise -1.
+static int iNumberBehind(const char* cpName, const char* cpPrefix)
 {
-    char szPath[64];
-    snprintf(szPath, sizeof(szPath), "/sys/class/scsi_tape/nst%d/device", iNumber);
-    return bLinkAddress(szPath, pAddress);
+    if (!b_STARTS_WITH(cpName, cpPrefix))
+        return -1;
+    const char* cpNumber = cpName + strlen(cpPrefix);
+    unsigned long long ullNumber = 0;
+    if (!bTakeNumber(&cpNumber, '\0', &ullNumber))
+        return -1;
+    return ullNumber < (unsigned int)iGENERIC_MAX ? (int)ullNumber : -1;
+}
+
+// Returns the number of the first file in a folder that is named cpPrefix and a number, -1 for
+// none.
+static int iFindNumber(const char* cpFolder, const char* cpPrefix)
+{
+    int iNumber = -1;
+    DIR* pFolder = opendir(cpFolder);
+    if (pFolder == nullptr)
+        return -1;
+    for (const struct dirent* pEntry = readdir(pFolder); pEntry != nullptr && iNumber < 0;
+         pEntry = readdir(pFolder))
+        iNumber = iNumberBehind(pEntry->d_name, cpPrefix);
+    closedir(pFolder);
+    return iNumber;
+}
+
+int iGenericOfNode(bool bBlock, unsigned int uiMajor, unsigned int uiMinor)
+{
+    char szPath[80];
+    snprintf(szPath, sizeof(szPath), "/sys/dev/%s/%u:%u/device/scsi_generic",
+             bBlock ? "block" : "char", uiMajor, uiMinor);
+    return iFindNumber(szPath, "sg");
 }
 
 // Marks the numbers of all generic devices in cNumbers, a bit each; sysfs has them in no order.
@@ -81,11 +81,9 @@ static int iMarkNumbers(unsigned char cNumbers[iGENERIC_MAX / 8])
         return 0;
     for (const struct dirent* pEntry = readdir(pFolder); pEntry != nullptr;
          pEntry = readdir(pFolder)) {
-        const char* cpNumber = pEntry->d_name + 2;
-        unsigned long long ullNumber = 0;
-        if (b_STARTS_WITH(pEntry->d_name, "sg") && bTakeNumber(&cpNumber, '\0', &ullNumber) &&
-            ullNumber < (unsigned int)iGENERIC_MAX) {
-            cNumbers[ullNumber / 8] |= (unsigned char)(1U << ullNumber % 8);
+        const int iNumber = iNumberBehind(pEntry->d_name, "sg");
+        if (iNumber >= 0) {
+            cNumbers[iNumber / 8] |= (unsigned char)(1U << iNumber % 8);
             iCount++;
         }
     }
@@ -157,6 +155,28 @@ static void vReadIdentity(int iNumber, const char* cpName, char* cpText, int iSi
         *cpText = (unsigned char)*cpText < ' ' ? ' ' : *cpText;
 }
 
+int iTypeOfGeneric(int iNumber)
+{
+    char szType[12];
+    vReadAttribute(iNumber, "type", szType, sizeof(szType));
+    return szType[0] >= '0' && szType[0] <= '9' ? i_DECIMAL(szType) : -1;
+}
+
+TAPE_NODE_FACTS strTapeNodeOf(int iNumber)
+{
+    char szPath[80];
+    char szNumbers[48];
+    snprintf(szPath, sizeof(szPath), "%s/sg%d/device/scsi_tape", szGENERIC, iNumber);
+    TAPE_NODE_FACTS strNode = {iFindNumber(szPath, "nst"), 0, 0};
+    snprintf(szPath, sizeof(szPath), "scsi_tape/nst%d/dev", strNode.iNumber);
+    vReadAttribute(iNumber, szPath, szNumbers, sizeof(szNumbers));
+    const char* cpText = szNumbers;
+    if (!bTakeNumber(&cpText, ':', &strNode.ullMajor) ||
+        !bTakeNumber(&cpText, '\0', &strNode.ullMinor))
+        strNode.iNumber = -1;
+    return strNode;
+}
+
 // The kernel's name of a peripheral device type (drivers/scsi/scsi.c, scsi_common.c).
 static const char* cpTypeName(unsigned int uiType)
 {
@@ -194,11 +214,10 @@ void vVendorLine(const GENERIC_NODE* pNode, char (&szLine)[iLISTING_LINE_SIZE])
 
 void vTypeLine(const GENERIC_NODE* pNode, char (&szLine)[iLISTING_LINE_SIZE])
 {
-    char szType[12], szLevel[12];
-    vReadAttribute(pNode->iNumber, "type", szType, sizeof(szType));
+    char szLevel[12];
     vReadAttribute(pNode->iNumber, "scsi_level", szLevel, sizeof(szLevel));
     const int iLevel = i_DECIMAL(szLevel);
     snprintf(szLine, sizeof(szLine), "  Type:   %s                ANSI  SCSI revision: %02x%s\n",
-             cpTypeName(szType[0] != '\0' ? (unsigned int)i_DECIMAL(szType) : ~0U),
+             cpTypeName((unsigned int)iTypeOfGeneric(pNode->iNumber)),
              (unsigned int)(iLevel > 1 ? iLevel - 1 : iLevel), iLevel == 2 ? " CCS" : "");
 }

@@ -1,17 +1,9 @@
 // What sysfs knows of the SCSI devices: the address behind a device node, the node of an address,
-// and the kernel's listing where the kernel has none. Stands on the common library's text helpers
-// alone.
+// the nodes of one device, and the kernel's listing where the kernel has none. Stands on address
+// and listing.
 #pragma once
 
-#include <stddef.h>
-
-// The numbers of an address, in the order in which the kernel writes them.
-enum { HOST, CHANNEL, TARGET, LUN, ADDRESS_NUMBERS };
-
-// The address of a logical unit.
-struct SCSI_ADDRESS {
-    unsigned long long ullNumbers[ADDRESS_NUMBERS];
-};
+#include "device/listing.h"
 
 // A generic device, /dev/sg<iNumber>.
 struct GENERIC_NODE {
@@ -27,19 +19,25 @@ struct GENERIC_NODES {
     GENERIC_NODE* pNodes;
 };
 
-// A line of the listing is read in pieces of at most one byte less than this.
-enum { iLISTING_LINE_SIZE = 128 };
-
-// Reads the decimal digits at cpText, none as 0, more than fit as the largest number. Returns what
-// stands behind them.
-const char* cpReadDigits(const char* cpText, unsigned long long* pNumber);
-
-// Returns whether all numbers are the same.
-bool bSameAddress(const SCSI_ADDRESS* pOne, const SCSI_ADDRESS* pOther);
-
-// Return whether sysfs knows /dev/sg<iNumber>, or /dev/nst<iNumber>; *pAddress is its address then.
+// Returns whether sysfs knows /dev/sg<iNumber>; *pAddress is its address then.
 bool bGenericAddress(int iNumber, SCSI_ADDRESS* pAddress);
-bool bTapeAddress(int iNumber, SCSI_ADDRESS* pAddress);
+
+// Returns n of the generic device sg<n> of the device that a node with these numbers leads to, -1
+// when it leads to none, as a terminal or a partition does.
+int iGenericOfNode(bool bBlock, unsigned int uiMajor, unsigned int uiMinor);
+
+// Returns the peripheral device type of /dev/sg<iNumber> (SPC), -1 when sysfs does not know it.
+int iTypeOfGeneric(int iNumber);
+
+// A node of the tape driver, /dev/nst<iNumber>.
+struct TAPE_NODE_FACTS {
+    int iNumber; // -1: none
+    unsigned long long ullMajor;
+    unsigned long long ullMinor;
+};
+
+// Returns the non-rewinding node of the drive /dev/sg<iNumber>.
+TAPE_NODE_FACTS strTapeNodeOf(int iNumber);
 
 // Reads all generic devices of the machine, once; there are none without sysfs or memory.
 void vReadGenericNodes(GENERIC_NODES* pNodes);

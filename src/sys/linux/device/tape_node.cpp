@@ -1,7 +1,8 @@
 // Finds the tape driver's node of a drive by the address that the node tells.
 #include "device/tape_node.h"
 
-#include "device/levels.h"
+#include "device/address.h"
+#include "device/run.h"
 
 #include "cm_common.h"
 
@@ -49,31 +50,7 @@ static void vAskNode(const char* cpDev, TAPE_NODE* pNode)
     }
     pNode->iResult = ioctl(iFD, SCSI_IOCTL_GET_IDLUN, pNode->uiAddress) < 0 ? 3 : 0;
     close(iFD);
-    const unsigned int uiWord = pNode->uiAddress[0];
-    pNode->strAddress = {
-        {uiWord >> 24, uiWord >> 16 & 0xFF, uiWord & 0xFF, uiWord >> 8 & 0xFF}
-    };
-}
-
-// The word has eight bits for each number; sysfs has them whole.
-static void vCompleteAddress(int n, TAPE_NODE* pNode)
-{
-    SCSI_ADDRESS strWhole = {};
-    if (pNode->iResult != 0 || !bTapeAddress(n, &strWhole))
-        return;
-    for (int i = 0; i < ADDRESS_NUMBERS; i++) {
-        if ((strWhole.ullNumbers[i] & 0xFF) != pNode->strAddress.ullNumbers[i])
-            return;
-    }
-    pNode->strAddress = strWhole;
-}
-
-// The address as an ID, the numbers in full.
-static void vFormID(const TAPE_NODE* pNode, char* cpID, size_t uiSize)
-{
-    const unsigned long long* ullNumbers = pNode->strAddress.ullNumbers;
-    snprintf(cpID, uiSize, "%llu%llu%llu%llu", ullNumbers[HOST], ullNumbers[CHANNEL],
-             ullNumbers[TARGET], ullNumbers[LUN]);
+    pNode->strAddress = strAddressOfWord(pNode->uiAddress[0]);
 }
 
 // Compares what a node told with the wanted ID, and says so; see iLinuxGetTapeBusInfo.
@@ -81,7 +58,7 @@ static int iCompareID(const TAPE_NODE* pNode, const char* cpDev, const char* cpB
 {
     const bool bShow = bShows(iReport);
     const unsigned long long* ullNumbers = pNode->strAddress.ullNumbers;
-    char szBus[96];
+    char szBus[iADDRESS_SIZE];
     if (pNode->iResult != 0) {
         if (bShow && pNode->iResult == 2)
             printf("COULD NOT OPEN %s\n", cpDev);
@@ -89,7 +66,7 @@ static int iCompareID(const TAPE_NODE* pNode, const char* cpDev, const char* cpB
             printf("COULD NOT GET DEVICE INFORMATION\n");
         return pNode->iResult;
     }
-    vFormID(pNode, szBus, sizeof(szBus));
+    cpFullID(&pNode->strAddress, szBus);
     if (bShow) {
         printf("GOT '%x' '%x'\n", pNode->uiAddress[0], pNode->uiAddress[1]);
         printf("iHost:'%llu'\niId:'%llu'\niChannel:'%llu'\niLun:'%llu'\n", ullNumbers[HOST],
@@ -139,7 +116,6 @@ bool bFindTapeNode(TAPE_NODE* pNodes, const LISTING_ENTRY* pEntry, char* cpPath,
             if (iFileExist(szPath, 0) != 0)
                 continue;
             vAskNode(szPath, &pNodes[n]);
-            vCompleteAddress(n, &pNodes[n]);
         }
         if (bIsNodeOf(&pNodes[n], szPath, pEntry, iReport)) {
             v_COPY(cpPath, sizeof(szPath), szPath);

@@ -1,8 +1,8 @@
 // The commands without a reply, ERASE, and REQUEST SENSE.
 #include "scsi/operations.h"
 
-#include "mvk.h"
 #include "scsi/bytes.h"
+#include "scsi/executor.h"
 
 #include <stdio.h>
 #include <string.h>

@@ -1,6 +1,7 @@
 // The one road to a device: sends a command through the generic SCSI driver and reads the answer.
+#include "scsi/executor.h"
+
 #include "device/selection.h"
-#include "mvk.h"
 #include "scsi/bytes.h"
 #include "scsi/sense.h"
 
@@ -231,6 +232,8 @@ static int iPerform(SCSI_REQUEST* pRequest, int iIOFlag, unsigned char* cpSense,
     TRACE_ABOVE(&strLog, 1, "iLinuxScsiCmd 0x%x", pRequest->cpCDB[0]);
     // The selection is looked up again: nodes may have changed since the last command.
     iLinuxGetID("linux_proc_scsi", pRequest->iReport);
+    if (gstrDevice.iRefusal != 0)
+        return gstrDevice.iRefusal;
     pRequest->iFD = iOpenDevice();
     if (pRequest->iFD < 0) {
         if (!pRequest->bQuiet)

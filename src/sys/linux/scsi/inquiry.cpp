@@ -1,8 +1,8 @@
 // INQUIRY: classifies the selected device, or prints its identification line.
 #include "scsi/operations.h"
 
-#include "mvk.h"
 #include "scsi/bytes.h"
+#include "scsi/executor.h"
 
 #include "cm_common.h"
 
@@ -18,10 +18,9 @@ static const unsigned char cTYPE_CHANGER = 8;
 // The logical unit goes into the CDB the way SCSI-2 devices want it.
 static unsigned char cLunField()
 {
-    const size_t uiLength = strlen(gszID);
-    if ((uiLength != 4 && uiLength != 3) || gszID[uiLength - 1] == '0')
+    const int iLun = cLunOf(gszID) - '0';
+    if (iLun == 0)
         return 0;
-    const int iLun = gszID[uiLength - 1] - '0';
     const unsigned char cField = (unsigned char)((unsigned int)iLun << 5);
     TRACE_ABOVE(&strLog, 0, "set LUN %d with cCDB[1] 0x%x", iLun, cField);
     return cField;

@@ -3,8 +3,8 @@
 #include "scsi/second_executor.h"
 
 #include "device/selection.h"
-#include "mvk.h"
 #include "scsi/bytes.h"
+#include "scsi/executor.h"
 
 #include "cm_common.h"
 

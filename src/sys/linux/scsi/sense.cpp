@@ -1,7 +1,7 @@
 // Decodes fixed-format sense data (SPC) into a line for a person.
 #include "scsi/sense.h"
 
-#include "device/levels.h"
+#include "device/run.h"
 #include "scsi/bytes.h"
 
 #include <stdio.h>

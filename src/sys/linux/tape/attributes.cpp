@@ -2,8 +2,8 @@
 // the medium can be written once only.
 #include "tape/tape.h"
 
-#include "mvk.h"
 #include "scsi/bytes.h"
+#include "scsi/executor.h"
 #include "tape/replies.h"
 
 #include <stdio.h>

@@ -2,8 +2,8 @@
 #include "tape/tape.h"
 
 #include "changer/changer.h"
-#include "mvk.h"
 #include "scsi/bytes.h"
+#include "scsi/executor.h"
 
 #include <stdio.h>
 #include <string.h>

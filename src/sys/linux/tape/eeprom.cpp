@@ -1,8 +1,8 @@
 // Writes a line of text into the vendor page that holds a drive's EEPROM contents.
 #include "tape/tape.h"
 
-#include "mvk.h"
 #include "scsi/bytes.h"
+#include "scsi/executor.h"
 
 #include "cm_common.h"
 

@@ -1,8 +1,8 @@
 // Reads the first block of the loaded tape and prints the backup product's label in it.
 #include "tape/tape.h"
 
-#include "mvk.h"
 #include "scsi/bytes.h"
+#include "scsi/executor.h"
 
 #include <stdio.h>
 #include <string.h>

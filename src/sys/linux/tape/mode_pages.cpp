@@ -2,8 +2,8 @@
 // SENSE (SPC) returns them, or the vendor page that holds the EEPROM text.
 #include "tape/tape.h"
 
-#include "mvk.h"
 #include "scsi/bytes.h"
+#include "scsi/executor.h"
 #include "tape/replies.h"
 
 #include <stdio.h>

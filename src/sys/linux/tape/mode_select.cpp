@@ -1,8 +1,8 @@
 // Changes one setting of a tape drive with MODE SELECT(6): block size, density or compression.
 #include "tape/tape.h"
 
-#include "mvk.h"
 #include "scsi/bytes.h"
+#include "scsi/executor.h"
 
 #include "cm_common.h"
 
