@@ -14,18 +14,29 @@ def library(*devices, cartridges=()):
     return "\n".join(texts).replace("; ", "\n")
 
 
+# Host 10, gaps, targets above 9, elements at 0, another order, no and other tape nodes.
 FAR = library(
     "address = 10:0:12:0; sg = 5; type = changer; drives = 1 from 0; drives = 2 from 480; "
-    "slots = 3 from 1; slots = 4 from 90; transports = 1 from 65535",
+    "slots = 3 from 1; slots = 4 from 90; transports = 1 from 65535; element_order = drives slots",
     "address = 10:0:3:0; sg = 9; type = tape; element = 481; node = 7; loaded = yes",
     "address = 10:0:1:0; type = disk",
-    "address = 10:0:15:0; type = tape; element = 480; node = none",
+    "address = 10:0:12:1; type = tape; element = 480; node = none",
     "address = 10:0:14:0; type = tape; element = 0",
     cartridges=["place = 481; source = 93; label = 2A; label_text = X", "place = 0", "place = 90"],
 )
+# Two changers with the same element addresses, of which one has two thousand slots; drives at
+# targets 3 and 12, which share an ID.
+ELEMENTS = "type = changer; transports = 1 from 0; drives = 1 from 1; slots ="
+TWO = library(
+    f"address = 0:0:1:0; {ELEMENTS} 2000 from 10", "address = 0:0:12:0; type = tape; element = 1",
+    f"address = 0:0:2:0; {ELEMENTS} 5 from 10",
+    "address = 0:0:3:0; type = tape; element = 1; changer = 0:0:2:0",
+    cartridges=["place = 1; changer = 0:0:2:0", "place = 2009; changer = 0:0:1:0", "place = 10",
+                "place = 10; changer = 0:0:2:0; source = 12"],
+)
 
 
-@pytest.mark.parametrize("text", [(BUILD / "default.ini").read_text(), FAR])
+@pytest.mark.parametrize("text", [(BUILD / "default.ini").read_text(), FAR, TWO])
 def test_the_twin_is_the_library(lab, text):
     lab.library = lab.home / "library.ini"
     lab.library.write_text(text)

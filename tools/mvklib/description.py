@@ -2,6 +2,9 @@
 
 import re
 
+# The order in which changers report their elements unless they say.
+USUAL_ORDER = ("transports", "slots", "ports", "drives")
+
 
 def line_of(text):
     """A text as the value of a key: one line without blanks at its ends."""
@@ -35,13 +38,18 @@ def identity(device, kind, number):
     return lines + [(key, line_of(device[key])) for key in ("vendor", "product", "revision")]
 
 
-def element_runs(elements):
-    """The elements as counts from first addresses, one line for each row of addresses."""
+def element_lines(elements):
+    """The elements as counts from first addresses, a line for each row of addresses, and the order
+    of their kinds when it is not the usual one."""
     runs = []
     for element in elements:
-        kind, address = element["kind"], element["address"]
+        kind, address = f"{element['kind']}s", element["address"]
         if runs and runs[-1][0] == kind and runs[-1][-1] + 1 == address:
             runs[-1].append(address)
         else:
             runs.append([kind, address])
-    return [(f"{kind}s", f"{len(row)} from {row[0]}") for kind, *row in runs]
+    order = list(dict.fromkeys(kind for kind, *_ in runs))
+    lines = [(kind, f"{len(row)} from {row[0]}") for kind, *row in runs]
+    if order != [kind for kind in USUAL_ORDER if kind in order]:
+        lines.append(("element_order", " ".join(order)))
+    return lines

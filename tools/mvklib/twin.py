@@ -1,6 +1,6 @@
 """Describes the devices that mvk sees, so that mvk-sim shows a twin of them."""
 
-from .description import element_runs, generic_number, identity, line_of, section
+from .description import element_lines, generic_number, identity, line_of, section
 from .twin_drives import describe_drive
 
 TYPES = {"loader": "changer", "other": "disk"}
@@ -43,9 +43,15 @@ def place_drives(loaders, tapes):
     return places
 
 
-def describe_cartridges(loader, elements, loaded):
+def changer_line(address, loaders):
+    """The line that tells a loader by its address; no value when there is no other."""
+    return "changer", address if len(loaders) > 1 else None
+
+
+def describe_cartridges(loader, loaders, loaded):
     """The sections of the cartridges of a loader; loaded: further lines by the loader's address and
     that of the element."""
+    loader, elements, _ = loader
     places = {element["address"] for element in elements}
     for element in elements:
         if element["full"]:
@@ -53,10 +59,9 @@ def describe_cartridges(loader, elements, loaded):
             if not lines and (element["label"] or "").startswith("CLN"):
                 lines = [("kind", "cleaning")]
             source = element["source"] if element["source"] in places else None
-            place = [("place", element["address"]), ("source", source)]
-            yield from section(
-                "cartridge", [("barcode", line_of(element["label"])), *place, *lines]
-            )
+            place = [("place", element["address"]), changer_line(loader["address"], loaders)]
+            lines = [("barcode", line_of(element["label"])), *place, ("source", source), *lines]
+            yield from section("cartridge", lines)
 
 
 def describe_devices(devices, loaders, questions, labels):
@@ -68,11 +73,11 @@ def describe_devices(devices, loaders, questions, labels):
     for device in devices:
         if device["type"] == "tape":
             spot, numbers = places.get(device["address"]), (number, tapes.index(device))
-            place = [("element", spot[1])] if spot else []
+            place = [("element", spot[1]), changer_line(spot[0], loaders)] if spot else []
             lines, loaded[spot] = describe_drive(device, place, numbers, questions, labels)
             yield from lines
         else:
-            runs = element_runs(elements.get(device["address"], []))
+            runs = element_lines(elements.get(device["address"], []))
             yield from section("device", identity(device, TYPES[device["type"]], number) + runs)
         number = generic_number(device, number) + 1
     return loaded
@@ -86,7 +91,7 @@ def describe(devices, questions, labels):
     if any(loader["strict"] for loader in asked):
         yield from section("library", [("strict_allocation", True)])
     loaded = yield from describe_devices(devices, loaders, questions, labels)
-    for loader, elements, _ in loaders:
-        yield from describe_cartridges(loader, elements, loaded)
+    for loader in loaders:
+        yield from describe_cartridges(loader, loaders, loaded)
     for text in questions.failed:
         yield f"# Not told: {line_of(text)}"
