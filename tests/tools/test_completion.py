@@ -1,4 +1,6 @@
 # Completion for bash: what is offered behind a command line.
+import re
+
 import pytest
 from companions import DEFAULT, ROOT, lab
 
@@ -47,3 +49,13 @@ def test_without_sysfs(lab, offered):
     lab.library = lab.home / "listed.ini"
     lab.library.write_text("[library]\nsysfs = no\n" + DEFAULT.read_text())
     assert offered("mvk ") == LISTED | {"scan", "--help"}
+
+
+# What mvk itself says of its operations: those of its usage are all offered, and mvk knows each.
+def test_operations(lab):
+    usage = lab.run("mvk", "--help")[1]
+    listed = re.findall(r"<ID\|dev> (\[-\])?(\w+)", usage)
+    assert {word for _, word in listed} <= OPERATIONS
+    assert {f"-{word}" for dash, word in listed if dash} == DASHED
+    for word in OPERATIONS:
+        assert "Usage:" not in lab.run("mvk", "9999", word, "1", "2", "3")[1]
