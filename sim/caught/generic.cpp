@@ -8,13 +8,14 @@
 #include "world/state.h"
 
 #include <errno.h>
+#include <scsi/sg.h>
 #include <string.h>
+#include <sys/mman.h>
 #include <time.h>
 
-static const int iREPLY_MAX = 1 << 24;
 static const unsigned long uiSET_TIMEOUT = 0x2201;
 static const unsigned long uiGET_SCSI_ID = 0x2276;
-static const size_t uiHEADER = 36; // of a request and of a reply
+static const size_t uiHEADER = sizeof(struct sg_header); // of a request and of a reply
 
 // What the scenario orders instead of what the device would do. Returns whether it orders
 // something.
@@ -33,21 +34,41 @@ static bool bOrdered(const OPEN_FILE* p, REQUEST* pReq)
     return pReply != nullptr || pStatus != nullptr;
 }
 
+// Keeps the data of an answer until it is read: what is large in memory of its own.
+static void vKeepData(OPEN_FILE* p, const unsigned char* cpData, int iLen)
+{
+    p->iInLen = iLen;
+    if (iLen > iSMALL_MAX && p->cpLarge == nullptr) {
+        void* vp = mmap(nullptr, (size_t)iDATA_IN_MAX, PROT_READ | PROT_WRITE,
+                        MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (vp == MAP_FAILED)
+            vFatal("no memory for an answer of %d bytes", iLen);
+        p->cpLarge = (unsigned char*)vp;
+    }
+    memcpy(iLen > iSMALL_MAX ? p->cpLarge : p->cSmall, cpData, (size_t)iLen);
+}
+
 // Lets the device carry out a command, or takes its answer from the scenario.
 static void vExecute(OPEN_FILE* p, const unsigned char* cpCDB, size_t uiCDBLen, size_t uiOutLen)
 {
+    static unsigned char cData[iDATA_IN_MAX];
     int iRoom = p->iReplyLen > (int)uiHEADER ? p->iReplyLen - (int)uiHEADER : 0;
     int iDelay = 0;
     if (iRoom > iDATA_IN_MAX)
         iRoom = iDATA_IN_MAX;
-    REQUEST strReq = {cpCDB, cpCDB + uiCDBLen, (int)uiOutLen, p->cIn, iRoom, 0, STATUS_GOOD,
-                      {},    p->iDevice,       false};
+    REQUEST strReq = {};
+    strReq.cpCDB = cpCDB;
+    strReq.cpOut = cpCDB + uiCDBLen;
+    strReq.iOutLen = (int)uiOutLen;
+    strReq.cpIn = cData;
+    strReq.iInMax = iRoom;
+    strReq.iDevice = p->iDevice;
     const bool bScripted = bOrdered(p, &strReq);
     const RULE* pDelay = pRule(ACTION_DELAY, cpCDB[0], p->szPath);
     if (!bScripted) {
         vLibraryEnter();
         vRunCommand(&strReq);
-        iDelay = pDeviceOf(&strReq)->iDelay;
+        iDelay = pDeviceOf(&strReq)->iDelay + strReq.iDelay;
         vLibraryLeave(strReq.bChanged);
     }
     if (pDelay != nullptr)
@@ -55,7 +76,7 @@ static void vExecute(OPEN_FILE* p, const unsigned char* cpCDB, size_t uiCDBLen, 
     p->i64Ready = i64Now() + (int64_t)iDelay * 1000000;
     p->iOpcode = cpCDB[0];
     p->iStatus = strReq.iStatus;
-    p->iInLen = strReq.iInLen;
+    vKeepData(p, cData, strReq.iInLen);
     memcpy(p->cSense, strReq.cSense, sizeof(p->cSense));
     p->bPending = true;
 }
@@ -64,10 +85,12 @@ static void vExecute(OPEN_FILE* p, const unsigned char* cpCDB, size_t uiCDBLen, 
 static ssize_t iSubmit(OPEN_FILE* p, const unsigned char* cp, size_t uiCount)
 {
     static const size_t uiSizes[] = {6, 10, 10, 12, 16, 12, 10, 10}; // by the opcode's group
+    struct sg_header strHeader;
     if (uiCount < uiHEADER)
         return -EIO;
-    memcpy(&p->iReplyLen, cp + 4, 4);
-    memcpy(&p->iPackId, cp + 8, 4);
+    memcpy(&strHeader, cp, uiHEADER);
+    p->iReplyLen = strHeader.reply_len;
+    p->iPackId = strHeader.pack_id;
     if (p->iReplyLen < 0)
         return -EINVAL; // the newer interface
     if (uiCount < uiHEADER + 6)
@@ -78,12 +101,12 @@ static ssize_t iSubmit(OPEN_FILE* p, const unsigned char* cp, size_t uiCount)
         return pFail->iErrno != 0 ? -pFail->iErrno : pFail->iValue;
     if (p->bPending)
         return -EDOM;
-    const bool bTwelve = cOpcode >= 0xC0 && (cp[16] & 1) != 0;
+    const bool bTwelve = cOpcode >= 0xC0 && strHeader.twelve_byte != 0;
     const size_t uiCDBLen = bTwelve ? 12 : uiSizes[cOpcode >> 5];
     if (uiCount < uiHEADER + uiCDBLen)
         return -EIO;
-    if (uiCount > uiWRITE_MAX || p->iReplyLen > iREPLY_MAX)
-        return -ENOMEM;
+    if (uiCount > uiWRITE_MAX || p->iReplyLen > gstrLib.iMaxTransfer + (int)uiHEADER)
+        return -ENOMEM; // no buffer of this size
     vExecute(p, cp + uiHEADER, uiCDBLen, uiCount - uiHEADER - uiCDBLen);
     return (ssize_t)uiCount;
 }
@@ -125,18 +148,17 @@ static void vWaitUntil(int64_t i64When)
 static void vReplyHeader(const OPEN_FILE* p, unsigned char* cpOut)
 {
     const RULE* pResult = pRule(ACTION_RESULT, p->iOpcode, p->szPath);
-    unsigned uiBits = (unsigned)p->iStatus & 0x3E;
-    memset(cpOut, 0, uiHEADER);
-    memcpy(cpOut, &p->iReplyLen, 4);
-    memcpy(cpOut + 4, &p->iReplyLen, 4);
-    memcpy(cpOut + 8, &p->iPackId, 4);
-    if (pResult != nullptr)
-        memcpy(cpOut + 12, &pResult->iValue, 4);
+    struct sg_header strHeader = {};
+    strHeader.pack_len = p->iReplyLen;
+    strHeader.reply_len = p->iReplyLen;
+    strHeader.pack_id = p->iPackId;
+    strHeader.result = pResult != nullptr ? pResult->iValue : 0;
+    strHeader.target_status = (unsigned)p->iStatus >> 1 & 31;
     if ((p->iStatus & STATUS_CHECK_CONDITION) != 0) {
-        uiBits |= 8 << 14; // driver status: sense data is there
-        memcpy(cpOut + 20, p->cSense, 16);
+        strHeader.driver_status = 8; // sense data is there
+        memcpy(strHeader.sense_buffer, p->cSense, sizeof(strHeader.sense_buffer));
     }
-    memcpy(cpOut + 16, &uiBits, 4);
+    memcpy(cpOut, &strHeader, uiHEADER);
 }
 
 // Brings the answer: the length that was asked for, whatever the device sent.
@@ -159,7 +181,8 @@ static ssize_t iCollect(OPEN_FILE* p, unsigned char* cpBuf, size_t uiCount)
         const size_t uiData = uiCount - uiHEADER;
         const size_t uiHave = (size_t)p->iInLen;
         memset(cpBuf + uiHEADER, 0, uiData);
-        memcpy(cpBuf + uiHEADER, p->cIn, uiHave < uiData ? uiHave : uiData);
+        memcpy(cpBuf + uiHEADER, p->iInLen > iSMALL_MAX ? p->cpLarge : p->cSmall,
+               uiHave < uiData ? uiHave : uiData);
     }
     return (ssize_t)uiCount;
 }

@@ -10,6 +10,8 @@
 
 static const size_t uiWRITE_MAX = 1 << 16; // bytes of a request, or written at once
 
+static const int iSMALL_MAX = 1 << 16; // bytes of an answer that needs no memory of its own
+
 // An open device. Descriptors made by dup share it.
 struct OPEN_FILE {
     int iShares; // 0: free
@@ -29,7 +31,8 @@ struct OPEN_FILE {
     int iInLen;
     unsigned char cSense[iSENSE_LENGTH];
     bool bPending;
-    unsigned char cIn[iDATA_IN_MAX];
+    unsigned char cSmall[iSMALL_MAX]; // the data of an answer, or
+    unsigned char* cpLarge;           // of a longer one
 };
 
 // generic.cpp: a request and its answer. All return what the system call returns, or a negative

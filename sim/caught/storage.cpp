@@ -16,7 +16,7 @@ static const int64_t i64PARTITION_AT = 4096; // where the partition of a disk be
 // The cartridge that a drive can read and write, null for none.
 static CARTRIDGE* pTapeOf(const DEVICE* pDev)
 {
-    CARTRIDGE* pCart = pDev->bLoaded ? pDriveCartridge(pDev) : nullptr;
+    CARTRIDGE* pCart = pDev->bLoaded && !bDriveLoading(pDev) ? pDriveCartridge(pDev) : nullptr;
     return pCart != nullptr && pCart->eMedium != MEDIUM_CLEANING ? pCart : nullptr;
 }
 

@@ -41,7 +41,10 @@ CARTRIDGE* pSeated(REQUEST* pReq);
 bool bDriveReady(REQUEST* pReq);
 // Byte 18 of the sense data: bit 7 valid, bit 1 nothing loaded, bit 0 cleaning is due.
 int iDriveStatusByte(const DEVICE* pDev);
-// Threads the cartridge that stands in the drive; a cleaning cartridge does its work.
+// Threads the cartridge that stands in the drive, which takes the drive's time; a cleaning
+// cartridge does its work.
 void vDriveLoad(DEVICE* pDev);
+// Whether this is still under way.
+bool bDriveLoading(const DEVICE* pDev);
 
 #endif

@@ -46,10 +46,26 @@ static const COMMAND* pFind(const COMMAND* pTable, int iOpcode)
     return nullptr;
 }
 
+// Whether a device, instead of carrying out a command, reports what happened to it before. INQUIRY
+// is carried out all the same, and REQUEST SENSE reports it itself.
+static bool bTellAttention(REQUEST* pReq)
+{
+    DEVICE* pDev = pDeviceOf(pReq);
+    const int iOpcode = pReq->cpCDB[0];
+    if (pDev->iAttention < 0 || iOpcode == 0x12 || iOpcode == 0x03 || bDriveLoading(pDev))
+        return false;
+    vCheck(pReq, SENSE_UNIT_ATTENTION, pDev->iAttention);
+    pDev->iAttention = -1;
+    pReq->bChanged = true;
+    return true;
+}
+
 void vRunCommand(REQUEST* pReq)
 {
     const DEVICE_TYPE eType = pDeviceOf(pReq)->eType;
     const int iOpcode = pReq->cpCDB[0];
+    if (bTellAttention(pReq))
+        return;
     const COMMAND* pCommand = pFind(strCommonCommands, iOpcode);
     if (pCommand == nullptr && eType == TYPE_TAPE)
         pCommand = pFind(strDriveCommands, iOpcode);

@@ -41,8 +41,13 @@ void vTestUnitReady(REQUEST* pReq)
 void vRequestSense(REQUEST* pReq)
 {
     unsigned char* cp = pReq->cpIn;
-    const DEVICE* pDev = pDeviceOf(pReq);
+    DEVICE* pDev = pDeviceOf(pReq);
     vTestUnitReady(pReq);
+    if (pDev->iAttention >= 0 && !bDriveLoading(pDev)) {
+        vCheck(pReq, SENSE_UNIT_ATTENTION, pDev->iAttention);
+        pDev->iAttention = -1;
+        pReq->bChanged = true;
+    }
     memset(cp, 0, iSENSE_WITH_STATUS);
     cp[0] = 0x70;
     if (pReq->iStatus != STATUS_GOOD)

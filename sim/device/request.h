@@ -4,7 +4,7 @@
 
 #include "world/model.h"
 
-static const int iDATA_IN_MAX = 1 << 18; // data that one command can bring back
+static const int iDATA_IN_MAX = 1 << 22; // data that one command can bring back
 static const int iSENSE_LENGTH = 18;     // fixed-format sense data
 
 enum SCSI_STATUS { STATUS_GOOD = 0, STATUS_CHECK_CONDITION = 2 };
@@ -14,6 +14,7 @@ enum SENSE_KEY {
     SENSE_NOT_READY = 2,
     SENSE_HARDWARE_ERROR = 4,
     SENSE_ILLEGAL_REQUEST = 5,
+    SENSE_UNIT_ATTENTION = 6,
     SENSE_DATA_PROTECT = 7,
     SENSE_BLANK_CHECK = 8,
     SENSE_INCORRECT_LENGTH = 0x20 // the bit, without a key
@@ -38,6 +39,7 @@ struct REQUEST {
     int iStatus;         // SCSI status
     unsigned char cSense[iSENSE_LENGTH];
     int iDevice;
+    int iDelay;    // ms that the command takes
     bool bChanged; // the library's state must be saved
 };
 

@@ -13,7 +13,7 @@ struct TEXT_LINE {
     char* cpKey;
     const char* cpValue;
 };
-static const int iLINE_MAX = 1 << 17;
+static const int iLINE_MAX = 1 << 19;
 static TEXT_LINE gstrLines[iLINE_MAX];
 static int giLines;
 

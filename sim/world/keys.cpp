@@ -26,10 +26,12 @@ VALUE_OF(BYTES, pBytes)
 // NOLINTEND(bugprone-macro-parentheses)
 
 const KEY gstrLibraryKeys[] = {
-    {"strict_allocation", KEY_FLAG, false, IN_LIBRARY(bStrict),   0, 0},
-    {"listing",           KEY_TEXT, false, IN_LIBRARY(cpListing), 0, 0},
-    {"sysfs",             KEY_FLAG, false, IN_LIBRARY(bSysfs),    0, 1},
-    {nullptr,             KEY_FLAG, false, nullptr,               0, 0},
+    {"strict_allocation", KEY_FLAG,   false, IN_LIBRARY(bStrict),        0,             0            },
+    {"load_attention",    KEY_FLAG,   false, IN_LIBRARY(bLoadAttention), 0,             0            },
+    {"max_transfer",      KEY_NUMBER, false, IN_LIBRARY(iMaxTransfer),   iTRANSFER_MAX, iTRANSFER_MAX},
+    {"listing",           KEY_TEXT,   false, IN_LIBRARY(cpListing),      0,             0            },
+    {"sysfs",             KEY_FLAG,   false, IN_LIBRARY(bSysfs),         0,             1            },
+    {nullptr,             KEY_FLAG,   false, nullptr,                    0,             0            },
 };
 const KEY gstrDeviceKeys[] = {
     {"address",          KEY_ADDRESS,   false, IN_DEVICE(strAddress),     0,                 0 },
@@ -53,11 +55,14 @@ const KEY gstrDeviceKeys[] = {
     {"exception",        KEY_EXCEPTION, false, nullptr,                   0,                 0 },
     {"changer",          KEY_ADDRESS,   false, IN_DEVICE(strChanger),     0,                 -1},
     {"element",          KEY_NUMBER,    false, IN_DEVICE(iElement),       65535,             -1},
+    {"load_ms",          KEY_NUMBER,    false, IN_DEVICE(iLoadTime),      1000000,           0 },
     {"auto_load",        KEY_FLAG,      false, IN_DEVICE(bAutoLoad),      0,                 0 },
     {"status_byte",      KEY_NUMBER,    false, IN_DEVICE(iStatusByte),    255,               -1},
     {"medium_type",      KEY_NUMBER,    false, IN_DEVICE(iMediumType),    255,               -1},
     {"node_address",     KEY_ADDRESS,   false, IN_DEVICE(strNodeAddress), 0,                 -1},
     {"node",             KEY_NUMBER,    true,  IN_DEVICE(iNode),          9999,              -2},
+    {"attention",        KEY_NUMBER,    true,  IN_DEVICE(iAttention),     65535,             -1},
+    {"ready_at",         KEY_NUMBER,    true,  IN_DEVICE(iReadyAt),       INT32_MAX,         -1},
     {"loaded",           KEY_FLAG,      true,  IN_DEVICE(bLoaded),        0,                 0 },
     {"prevent",          KEY_FLAG,      true,  IN_DEVICE(bPrevent),       0,                 0 },
     {"cleaning",         KEY_FLAG,      true,  IN_DEVICE(bCleaning),      0,                 0 },

@@ -8,6 +8,7 @@
 static const int iDEVICE_MAX = 2048;
 static const int iELEMENT_MAX = 65536;
 static const int iCARTRIDGE_MAX = 65536;
+static const int iTRANSFER_MAX = (16 << 20) - 36; // 16 MiB with the driver's header
 static const int iSG_MAX = 32768; // numbers of generic devices, as many as the kernel has
 
 // SCSI peripheral device types that the simulator acts upon, of all that a description can name.
@@ -70,7 +71,8 @@ struct DEVICE {
     const char* cpVendor;
     const char* cpProduct;
     const char* cpRevision;
-    int iDelay; // ms for every command
+    int iDelay;     // ms for every command
+    int iAttention; // ASC and ASCQ of what it has to report first, -1 none
     // of a changer
     int iFirstElement; // index
     int iElements;
@@ -82,6 +84,8 @@ struct DEVICE {
     int iStatusByte;    // byte 18 of the sense data, -1 as its state has it
     int iMediumType;    // -1 as the cartridge has it
     bool bAutoLoad;
+    int iLoadTime; // ms until a cartridge is ready
+    int iReadyAt;  // time at which it is, -1 long ago
     bool bLoaded;
     bool bPrevent;
     bool bCleaning; // is due
@@ -115,8 +119,10 @@ struct CARTRIDGE {
 };
 
 struct LIBRARY {
-    bool bStrict; // refuse an allocation length above the transfer length
-    bool bSysfs;  // the devices are in sysfs
+    bool bStrict;        // refuse an allocation length above the transfer length
+    bool bSysfs;         // the devices are in sysfs
+    bool bLoadAttention; // a drive reports that it has another medium
+    int iMaxTransfer;    // bytes of data that the driver can move at once
     const char* cpListing;
     int iDevices;
     int iElements;

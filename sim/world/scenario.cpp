@@ -15,10 +15,11 @@ static const int iPOOL_MAX = 1 << 20;
 static const int iSENSE_LENGTH = 18;
 
 enum ARGUMENT {
-    ARGUMENT_DATA,     // reply data
-    ARGUMENT_STATUS,   // SCSI status, then sense data
-    ARGUMENT_SENSE,    // sense key, additional code and qualifier
-    ARGUMENT_TRANSFER, // name of an error, or a count of bytes
+    ARGUMENT_DATA,      // reply data
+    ARGUMENT_STATUS,    // SCSI status, then sense data
+    ARGUMENT_SENSE,     // sense key, additional code and qualifier
+    ARGUMENT_ATTENTION, // additional code and qualifier of a unit attention
+    ARGUMENT_TRANSFER,  // name of an error, or a count of bytes
     ARGUMENT_NUMBER,
     ARGUMENT_ERROR // name of an error
 };
@@ -31,16 +32,17 @@ struct DIRECTIVE {
 };
 
 static const DIRECTIVE strDirectives[] = {
-    {"reply",   ACTION_REPLY,   ARGUMENT_DATA,     true },
-    {"status",  ACTION_STATUS,  ARGUMENT_STATUS,   true },
-    {"check",   ACTION_STATUS,  ARGUMENT_SENSE,    true },
-    {"result",  ACTION_RESULT,  ARGUMENT_NUMBER,   true },
-    {"write",   ACTION_WRITE,   ARGUMENT_TRANSFER, true },
-    {"read",    ACTION_READ,    ARGUMENT_TRANSFER, true },
-    {"delay",   ACTION_DELAY,   ARGUMENT_NUMBER,   true },
-    {"open",    ACTION_OPEN,    ARGUMENT_ERROR,    false},
-    {"timeout", ACTION_TIMEOUT, ARGUMENT_ERROR,    false},
-    {"idlun",   ACTION_IDLUN,   ARGUMENT_ERROR,    false},
+    {"reply",     ACTION_REPLY,   ARGUMENT_DATA,      true },
+    {"status",    ACTION_STATUS,  ARGUMENT_STATUS,    true },
+    {"check",     ACTION_STATUS,  ARGUMENT_SENSE,     true },
+    {"result",    ACTION_RESULT,  ARGUMENT_NUMBER,    true },
+    {"attention", ACTION_STATUS,  ARGUMENT_ATTENTION, true },
+    {"write",     ACTION_WRITE,   ARGUMENT_TRANSFER,  true },
+    {"read",      ACTION_READ,    ARGUMENT_TRANSFER,  true },
+    {"delay",     ACTION_DELAY,   ARGUMENT_NUMBER,    true },
+    {"open",      ACTION_OPEN,    ARGUMENT_ERROR,     false},
+    {"timeout",   ACTION_TIMEOUT, ARGUMENT_ERROR,     false},
+    {"idlun",     ACTION_IDLUN,   ARGUMENT_ERROR,     false},
 };
 
 static RULE gstrRules[iRULE_MAX];
@@ -72,14 +74,15 @@ static bool bRuleData(RULE* pNew, const char* cp)
     return true;
 }
 
-// Makes fixed-format sense data of its key, code and qualifier.
-static bool bRuleSense(RULE* pNew, const char* cp)
+// Makes fixed-format sense data of its key, unless that is given, code and qualifier.
+static bool bRuleSense(RULE* pNew, const char* cp, int iKey)
 {
-    if (!bRuleData(pNew, cp) || pNew->iLen != 3)
+    const int iCodeAt = iKey < 0 ? 1 : 0;
+    if (!bRuleData(pNew, cp) || pNew->iLen != iCodeAt + 2)
         return false;
     unsigned char* cpSense = gcPool + giPool - iSENSE_LENGTH;
-    memcpy(cpSense + 12, cpSense + 1, 2);
-    cpSense[2] = cpSense[0];
+    memcpy(cpSense + 12, cpSense + iCodeAt, 2);
+    cpSense[2] = iKey < 0 ? cpSense[0] : (unsigned char)iKey;
     cpSense[0] = 0x70;
     cpSense[1] = 0;
     cpSense[7] = 10;
@@ -121,7 +124,9 @@ static bool bArguments(RULE* pNew, ARGUMENT eArgument, const char* cp)
     case ARGUMENT_DATA:
         return bRuleData(pNew, cp);
     case ARGUMENT_SENSE:
-        return bRuleSense(pNew, cp);
+        return bRuleSense(pNew, cp, -1);
+    case ARGUMENT_ATTENTION:
+        return bRuleSense(pNew, cp, 6);
     case ARGUMENT_STATUS:
         return bRuleStatus(pNew, cp);
     default:

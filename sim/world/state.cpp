@@ -15,9 +15,9 @@
 static const char szHEADER[] = "# mvk-sim: state of ";
 static const char szEND[] = "\n# mvk-sim: end of the state\n";
 
-static char gcText[iTEXT_MAX]; // what the library was read from
-static struct stat gstrRead;   // the file it was read from, as it was then
-static const char* gcpState;   // path of the state file, null: nothing is kept
+static char gcText[iLIBRARY_MAX]; // what the library was read from
+static struct stat gstrRead;      // the file it was read from, as it was then
+static const char* gcpState;      // path of the state file, null: nothing is kept
 static int giLock = -1;
 
 // A state that cannot be written whole is worse than none. The file is remembered in gstrRead.
@@ -36,9 +36,9 @@ static bool bWriteNew(const char* cpPath, const OUT* pOut)
 // new state stands there whole, whenever the process is killed.
 static void vSave()
 {
-    static char cOut[iTEXT_MAX];
+    static char cOut[iLIBRARY_MAX];
     char szNew[1100];
-    OUT strOut = {cOut, iTEXT_MAX, 0, false};
+    OUT strOut = {cOut, iLIBRARY_MAX, 0, false};
     if (strncmp(gcText, szHEADER, sizeof(szHEADER) - 1) != 0)
         vAdd(&strOut, "%s%s\n", szHEADER, gcpLibrary);
     vWriteState(&strOut);
@@ -81,7 +81,7 @@ static bool bRead(const char* cpPath)
         return false;
     if (bSameFile(&gstrRead, &strNow))
         return true;
-    vReadText(cpPath, gcText, iTEXT_MAX);
+    vReadText(cpPath, gcText, iLIBRARY_MAX);
     if (cpPath == gcpState)
         vCheckAndTrimState();
     vParse(gcText, cpPath);

@@ -6,7 +6,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
-static const int iTEXT_MAX = 4 << 20; // bytes of a description, a scenario or a listing
+static const int iLIBRARY_MAX = 16 << 20; // bytes of a description or a state
+static const int iTEXT_MAX = 4 << 20;     // of a scenario or a listing
 
 // A text that is being put together; what does not fit is left out and bFull set.
 struct OUT {
