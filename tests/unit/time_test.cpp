@@ -2,7 +2,7 @@
 #include "fixture.h"
 
 #include "cm_common.h"
-#include "cm_kernel.h"
+#include "cm_time.h"
 
 struct STAMP {
     const char* cpName;

@@ -72,6 +72,16 @@ size_t i_CUT_LINE_FEED(char* cpLine)
     return uiLength;
 }
 
+void v_ONE_LINE(char* cpText)
+{
+    const char cDelete = 0x7F;
+    for (; *cpText != '\0' && *cpText != '\n'; cpText++) {
+        if ((unsigned char)*cpText < ' ' || *cpText == cDelete)
+            *cpText = '?';
+    }
+    *cpText = '\0';
+}
+
 // The program never leaves the "C" locale, in which these are all the letters there are.
 static const char cCASE_DISTANCE = 'a' - 'A';
 

@@ -37,6 +37,10 @@ int i_DECIMAL(const char* cpText);
 // Cuts one line feed, if there is one, from the end of cpLine in place. Returns the new length.
 size_t i_CUT_LINE_FEED(char* cpLine);
 
+// Makes a text of others fit for a line of a log or terminal, in place: it ends with its first
+// line, and control characters become "?".
+void v_ONE_LINE(char* cpText);
+
 // Fold a character, or every character of arg in place, to lower or upper case. The latter two
 // return arg.
 char c_LOWER(char cLetter);

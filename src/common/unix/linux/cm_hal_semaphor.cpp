@@ -168,18 +168,6 @@ static int iRelease(const SEMA_CALL* pCall)
     return 1;
 }
 
-// Makes what others have written into a lock file fit for a line of a log or terminal: it ends with
-// its first line, and control characters are shown as "?".
-static void vMakePrintable(char* cpText)
-{
-    const char cDelete = 0x7F;
-    for (; *cpText != '\0' && *cpText != '\n'; cpText++) {
-        if ((unsigned char)*cpText < ' ' || *cpText == cDelete)
-            *cpText = '?';
-    }
-    *cpText = '\0';
-}
-
 // Opens the lock file for an inquiry. Returns -1 when hSema is open, otherwise the inquiry's
 // result.
 static int iOpenForInquiry(const SEMA_CALL* pCall)
@@ -231,7 +219,7 @@ static int iInquire(const SEMA_CALL* pCall)
         return iResult;
     const ssize_t iRead = read(pS->hSema, szHolder, iHOLDER_SIZE);
     if (iRead > 0) {
-        vMakePrintable(szHolder);
+        v_ONE_LINE(szHolder);
         v_COPY(pS->szMsg, sizeof(pS->szMsg), szHolder);
         TRACE_ABOVE(pCall->pOwn, 1, "[%6d] got (%d): %s", pCall->iPid, (int)iRead, szHolder);
     }

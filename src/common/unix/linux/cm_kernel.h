@@ -1,9 +1,6 @@
 // Access to the product's main configuration by key, resolution of symbolic paths, the protocol
-// log, and the time stamps and text splitting that it is made of.
+// log, and the text splitting that it is made of.
 #pragma once
-
-// Size in bytes of the buffer that time_get writes its answer into.
-enum { iTIME_SIZE = 25 };
 
 // The global variable that names the protocol file.
 inline constexpr char szPROT_VARIABLE[] = "gv_prot";
@@ -26,12 +23,6 @@ int resolve_path(char* cpOrigPath, int iLength);
 // line of the text gets the heading of its own. Silent when the file cannot be opened; lines on
 // standard error when "gv_prot" is missing, the tag is malformed or the text too long.
 void PROT(const char* cpFormat, ...) __attribute__((format(printf, 1, 2)));
-
-// Replaces the request in cpTime (iTIME_SIZE bytes, or as many as the request needs) by a time
-// stamp and returns cpTime. A request may begin with "YYYY-MM-DD HH:MM:SS " to start from that time
-// instead of now; then "D n", "H n", "M n", "S n" add days, hours, minutes, seconds, "T" and "Y"
-// mean a day later and earlier, "I" asks for 14 digits. Other answers read "%Y-%m-%d %H:%M:%S %a".
-char* time_get(char* cpTime);
 
 // Splits at every cDelim; empty pieces count. A text starts over with a private copy of its first
 // 8191 bytes (a longer one gives a line on standard error); a null pointer asks for the next piece.
