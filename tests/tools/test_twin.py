@@ -1,4 +1,7 @@
 # mvk-capture: what it asks, and the twin of a library beside the library.
+import subprocess
+import time
+
 import pytest
 from companions import BUILD, lab
 
@@ -78,3 +81,12 @@ def test_what_is_not_told(lab, scenario, status, reasons):
     got, text, said = lab.run("mvk-capture", scenario=scenario)
     assert (got, said) == (status, "".join(f"mvk-capture: {reason}\n" for reason in reasons))
     assert "element =" not in text
+
+
+def test_a_busy_device_is_waited_for(lab):
+    slow = lab.command("mvk", "/dev/sg1", "I", scenario="delay 0x07 * 1000\n")
+    with subprocess.Popen(slow, env=lab.env, cwd=lab.home, stderr=subprocess.DEVNULL) as process:
+        while process.poll() is None and "07" not in lab.opcodes():
+            time.sleep(0.02)
+        assert lab.run("mvk-capture")[::2] == (0, "")
+        assert process.wait(20) == 0

@@ -1,7 +1,8 @@
 """The command mvk-capture: a description of the tape hardware that mvk sees, for mvk-sim --library.
 
-Only questions are asked, unless labels are wanted. Devices are asked by device file, or by an ID
-that no other has. What could not be asked is named on standard error and in the description.
+Only questions are asked, unless labels are wanted. Devices are asked by device file, by an ID that
+no other has, or by address. What could not be asked is named on standard error and in the
+description.
 """
 
 import os
@@ -66,16 +67,13 @@ def name_devices(devices, questions):
     address, when the system did not tell it, that the last digits of its ID are."""
     ids = [device["id"] for device in devices]
     for device in devices:
-        own = device["id"] if ids.count(device["id"]) == 1 else None
+        own = device["id"] if ids.count(device["id"]) == 1 else device["address"]
         file = device["device"] if device["type"] == "loader" else None
         device["name"] = device["generic"] or file or own
         digits = device["id"].rjust(4, "0")
         device["address"] = device["address"] or ":".join((digits[:-3], *digits[-3:]))
         if device["name"] is None and device["type"] != "other":
-            questions.miss(
-                f"{device['id']} is the ID of several devices: {device['address']}, which"
-                " has no device file, is not asked"
-            )
+            questions.miss(f"{device['id']} is the ID of several devices: none of them is asked")
 
 
 def main(args):
