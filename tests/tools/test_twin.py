@@ -39,10 +39,13 @@ TWO = library(
 )
 
 
-@pytest.mark.parametrize("text", [(BUILD / "default.ini").read_text(), FAR, TWO])
-def test_the_twin_is_the_library(lab, text):
+DESCRIPTIONS = {"default": (BUILD / "default.ini").read_text(), "far": FAR, "two": TWO}
+
+
+@pytest.mark.parametrize("name", DESCRIPTIONS)
+def test_the_twin_is_the_library(lab, name):
     lab.library = lab.home / "library.ini"
-    lab.library.write_text(text)
+    lab.library.write_text(DESCRIPTIONS[name])
     assert lab.ask("scan")[0] == 0
     devices = lab.ask("scan")[1]["devices"]
     names = [device["generic"] for device in devices if device["type"] != "other"]
