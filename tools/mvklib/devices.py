@@ -132,7 +132,7 @@ def known_devices():
 def find_device(name, devices):
     """The one device that a name of mvk's means, None when there is none, or several share it: an
     address, an ID, a generic or tape device file, or a link to one."""
-    if name.startswith("/"):
+    if name.startswith("/") and "\0" not in name:
         path = os.path.realpath(name)
         path = re.sub(r"^/dev/n?st(\d+)[lma]?$", r"/dev/nst\1", path)
         found = [device for device in devices if path in (device["generic"], device["tape"])]
