@@ -25,11 +25,14 @@ def test_a_configuration_of_its_own(lab):
     ("/usr/bin/su -c true", f"su {REAL} (the other way round: su mvk-sim ...)"),
     ("env A=b doas true", f"doas {REAL} (the other way round: doas mvk-sim ...)"),
     ("./alias", f"alias {REAL} (the other way round: alias mvk-sim ...)"),
+    ("./static", "{home}/static is statically linked: it would reach the real devices"),
     ("./set-id", "{home}/set-id is a set-ID program: it would reach the real devices"),
     ("env -i mvk scan", EMPTIED), ("env - mvk scan", EMPTIED),
     ("/usr/bin/env -u LD_PRELOAD mvk scan", EMPTIED)])
 def test_what_would_escape(lab, command, reason):
     (lab.home / "alias").symlink_to("/usr/bin/su")
+    (lab.home / "static").write_bytes(b"\x7fELF\2\1\1")
+    (lab.home / "static").chmod(0o755)
     (lab.home / "set-id").touch()
     (lab.home / "set-id").chmod(0o4755)
     status, text, said = lab.run(*command.split())
