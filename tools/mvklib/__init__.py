@@ -3,8 +3,8 @@
 From the top down; each stands on those below its line.
 
     json_command, capture_command           the commands: options, what is printed
-    changer_command, changer_*              the changer program of backup suites: its operations, which
-                                            device is which drive, a listing in a suite's numbers, waiting
+    changer_command, changer_*              the changer program of backup suites: its operations,
+                                            which device is which drive, slots from 1, waiting
     verify, settings, library_map, twin     moves and settings judged, a library drawn or described
     library                                 what a library holds, and whether a move did its work
     ask                                     one question to mvk, and its answer as an object
