@@ -8,8 +8,8 @@
 
 // opening.cpp: by their paths
 
-// Whether a place exists. A node has its number in *pNumber then.
-bool bFileExists(const PLACE* pPlace, DEVICE_NUMBER* pNumber);
+// Looks at a place; *pNumber is the number of a node. Returns 0 or an error number.
+int iFileLook(const PLACE* pPlace, DEVICE_NUMBER* pNumber);
 
 // Opens a place. Returns a descriptor, or -1 with errno; *ipFile is its place among the open
 // devices, -1 for a text.

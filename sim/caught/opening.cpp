@@ -10,22 +10,42 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-bool bFileExists(const PLACE* pPlace, DEVICE_NUMBER* pNumber)
-{
-    vLibraryEnter();
-    const bool bFound = bExists(pPlace);
-    if (pPlace->eKind == PLACE_NODE)
-        *pNumber = strNumberInDev(&pPlace->strNode);
-    vLibraryLeave(false);
-    return bFound;
-}
-
 // The path of a node, whatever it was reached by.
 static void vNodePath(const NODE* pNode, char (&szPath)[32])
 {
     OUT strOut = {szPath, sizeof(szPath), 0, false};
     vAdd(&strOut, "/dev/");
     vAddName(&strOut, pNode);
+}
+
+// What stands in /dev under the name of a node, unless the scenario orders otherwise.
+static DEVICE_NUMBER strNumberNow(const NODE* pNode, const char* cpPath)
+{
+    const RULE* pOther = pRuleByName(ACTION_NODE, cpPath);
+    return pOther != nullptr ? pOther->strNumber : strNumberInDev(pNode);
+}
+
+static int iLookAtNode(const NODE* pNode, DEVICE_NUMBER* pNumber)
+{
+    char szPath[32];
+    vNodePath(pNode, szPath);
+    const RULE* pFail = pRule(ACTION_STAT, -1, szPath);
+    if (pFail != nullptr)
+        return pFail->iErrno;
+    *pNumber = strNumberNow(pNode, szPath);
+    return pNumber->eKind != NUMBER_NONE ? 0 : ENOENT;
+}
+
+int iFileLook(const PLACE* pPlace, DEVICE_NUMBER* pNumber)
+{
+    int iError;
+    vLibraryEnter();
+    if (pPlace->eKind == PLACE_NODE)
+        iError = iLookAtNode(&pPlace->strNode, pNumber);
+    else
+        iError = bExists(pPlace) ? 0 : ENOENT;
+    vLibraryLeave(false);
+    return iError;
 }
 
 // Makes the node of the iNumber-th tape drive, in an entered library.
@@ -96,9 +116,10 @@ static int iOpenText(const char* cpPath, const PLACE* pPlace)
 
 // The device that opening a node leads to, by the number that stands there. Returns 0 or an error
 // number.
-static int iFollow(const NODE* pNamed, DEVICE_NUMBER* pNumber, NODE* pNode, int* ipDevice)
+static int iFollow(const NODE* pNamed, const char* cpPath, DEVICE_NUMBER* pNumber, NODE* pNode,
+                   int* ipDevice)
 {
-    *pNumber = strNumberInDev(pNamed);
+    *pNumber = strNumberNow(pNamed, cpPath);
     if (pNumber->eKind == NUMBER_NONE)
         return ENOENT;
     *ipDevice = bNodeOfNumber(pNumber, pNode) ? iDriverDevice(pNode) : -1;
@@ -119,7 +140,7 @@ static int iOpenDevice(const char* cpPath, const PLACE* pPlace, int iFlags, int*
     if (pFail != nullptr)
         return -pFail->iErrno;
     vLibraryEnter();
-    const int iError = iFollow(&pPlace->strNode, &strNumber, &strNode, &iDevice);
+    const int iError = iFollow(&pPlace->strNode, cpPath, &strNumber, &strNode, &iDevice);
     vLibraryLeave(false);
     if (iError != 0)
         return -iError;
@@ -133,6 +154,19 @@ static int iOpenDevice(const char* cpPath, const PLACE* pPlace, int iFlags, int*
     return -EMFILE;
 }
 
+// Logs the opening of a node, and where it led unless that is what the driver made there.
+static void vLogOpen(const char* cpPath, const NODE* pNode, int iFd, int iFile)
+{
+    const DEVICE_NUMBER strMade = strDriverNumber(pNode);
+    const DEVICE_NUMBER strIs = iFile >= 0 ? strFileNumber(iFile) : strMade;
+    if (strIs.eKind == strMade.eKind && strIs.iMajor == strMade.iMajor &&
+        strIs.iMinor == strMade.iMinor)
+        vLog(i64Now(), "open", cpPath, "%s", cpResult(iFd));
+    else
+        vLog(i64Now(), "open", cpPath, "%s %c %d %d", cpResult(iFd),
+             strIs.eKind == NUMBER_BLOCK ? 'b' : 'c', strIs.iMajor, strIs.iMinor);
+}
+
 int iFileOpen(const char* cpPath, const PLACE* pPlace, int iFlags, int* ipFile)
 {
     char szPath[32];
@@ -142,7 +176,7 @@ int iFileOpen(const char* cpPath, const PLACE* pPlace, int iFlags, int* ipFile)
     vNodePath(&pPlace->strNode, szPath);
     const int iErrno = errno;
     const int iFd = iOpenDevice(szPath, pPlace, iFlags, ipFile);
-    vLog(i64Now(), "open", szPath, "%s", cpResult(iFd));
+    vLogOpen(szPath, &pPlace->strNode, iFd, *ipFile);
     errno = iFd < 0 ? -iFd : iErrno;
     return iFd < 0 ? -1 : iFd;
 }

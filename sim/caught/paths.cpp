@@ -19,7 +19,7 @@ static int iExists(const PLACE* pPlace)
     DEVICE_NUMBER strNumber;
     const int iErrno = errno;
     gbInside = true;
-    return (int)iDone(bFileExists(pPlace, &strNumber) ? 0 : -ENOENT, iErrno);
+    return (int)iDone(-iFileLook(pPlace, &strNumber), iErrno);
 }
 
 CAUGHT int access(const char* cpPath, int iMode) noexcept

@@ -54,16 +54,16 @@ static mode_t modeOf(const PLACE* pPlace, const DEVICE_NUMBER* pNumber, bool bLi
     }
 }
 
-// Looks at a place. Returns 0, or -1 with errno when nothing is there.
+// Looks at a place. Returns 0, or -1 with errno.
 static int iLook(const PLACE* pPlace, bool bLink, LOOK* pLook)
 {
     DEVICE_NUMBER strNumber = {};
     const int iErrno = errno;
     gbInside = true;
-    const bool bFound = bFileExists(pPlace, &strNumber);
+    const int iError = iFileLook(pPlace, &strNumber);
     *pLook = {modeOf(pPlace, &strNumber, bLink), (unsigned)strNumber.iMajor,
               (unsigned)strNumber.iMinor};
-    return (int)iDone(bFound ? 0 : -ENOENT, iErrno);
+    return (int)iDone(-iError, iErrno);
 }
 
 // Looks at what was opened. Returns false for a descriptor that is not ours.

@@ -21,8 +21,6 @@ bool bExists(const PLACE* pPlace)
         return strcmp(gstrLib.cpListing, "none") != 0;
     case PLACE_PICTURE:
         return true;
-    case PLACE_NODE:
-        return strNumberInDev(&pPlace->strNode).eKind != NUMBER_NONE;
     default:
         return bSysfsExists(pPlace);
     }

@@ -6,7 +6,7 @@
 #include "place.h"
 #include "world/text.h"
 
-// Whether a place exists.
+// Whether a place in /proc or sysfs exists.
 bool bExists(const PLACE* pPlace);
 
 // Writes what is to be read at a place that exists: a text, the target of a link, or the names in a

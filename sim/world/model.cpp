@@ -71,6 +71,20 @@ ELEMENT* pElementAt(int iChanger, int iAddress)
     return iAt != 0 ? &gstrLib.strElements[iAt - 1] : nullptr;
 }
 
+bool bTakeDeviceNumber(const char** cpp, DEVICE_NUMBER* pNumber)
+{
+    char szKind[8];
+    if (!bTakeWord(cpp, szKind, sizeof(szKind)))
+        return false;
+    *pNumber = {NUMBER_NONE, 0, 0};
+    if (strcmp(szKind, "none") == 0)
+        return true;
+    pNumber->eKind = szKind[0] == 'b' ? NUMBER_BLOCK : NUMBER_CHARACTER;
+    return (strcmp(szKind, "b") == 0 || strcmp(szKind, "c") == 0) &&
+           bTakeNumber(cpp, &pNumber->iMajor) && bTakeNumber(cpp, &pNumber->iMinor) &&
+           pNumber->iMajor >= 0 && pNumber->iMinor >= 0;
+}
+
 int iSgDevice(int iNumber)
 {
     return iNumber < iSG_MAX ? guiDeviceAt[iNumber] - 1 : -1;

@@ -55,6 +55,10 @@ struct DEVICE_NUMBER {
     int iMinor;
 };
 
+// Takes such a thing as mknod has it, "c 21 3" or "b 8 0", or "none", and moves *cpp behind it.
+// Returns false when the next words are none of these.
+bool bTakeDeviceNumber(const char** cpp, DEVICE_NUMBER* pNumber);
+
 struct DEVICE {
     int iLine; // where its lines begin, for what is looked up when it is needed
     DEVICE_TYPE eType;

@@ -1,8 +1,6 @@
 // The scenario: a file of directives, one a line.
 #include "scenario.h"
 
-#include "text.h"
-
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
@@ -21,6 +19,7 @@ enum ARGUMENT {
     ARGUMENT_ATTENTION, // additional code and qualifier of a unit attention
     ARGUMENT_TRANSFER,  // name of an error, or a count of bytes
     ARGUMENT_NUMBER,
+    ARGUMENT_NODE, // number of a node
     ARGUMENT_ERROR // name of an error
 };
 
@@ -41,6 +40,8 @@ static const DIRECTIVE strDirectives[] = {
     {"read",      ACTION_READ,    ARGUMENT_TRANSFER,  true },
     {"delay",     ACTION_DELAY,   ARGUMENT_NUMBER,    true },
     {"open",      ACTION_OPEN,    ARGUMENT_ERROR,     false},
+    {"stat",      ACTION_STAT,    ARGUMENT_ERROR,     false},
+    {"node",      ACTION_NODE,    ARGUMENT_NODE,      false},
     {"timeout",   ACTION_TIMEOUT, ARGUMENT_ERROR,     false},
     {"idlun",     ACTION_IDLUN,   ARGUMENT_ERROR,     false},
 };
@@ -129,6 +130,8 @@ static bool bArguments(RULE* pNew, ARGUMENT eArgument, const char* cp)
         return bRuleSense(pNew, cp, 6);
     case ARGUMENT_STATUS:
         return bRuleStatus(pNew, cp);
+    case ARGUMENT_NODE:
+        return bTakeDeviceNumber(&cp, &pNew->strNumber) && bAtEnd(cp);
     default:
         return bRuleWord(pNew, eArgument, cp);
     }

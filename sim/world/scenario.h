@@ -2,6 +2,8 @@
 #ifndef MVK_SIM_SCENARIO_H
 #define MVK_SIM_SCENARIO_H
 
+#include "model.h"
+
 // What a directive changes.
 enum ACTION {
     ACTION_REPLY,
@@ -11,6 +13,8 @@ enum ACTION {
     ACTION_READ,
     ACTION_DELAY,
     ACTION_OPEN,
+    ACTION_STAT,
+    ACTION_NODE,
     ACTION_TIMEOUT,
     ACTION_IDLUN
 };
@@ -23,10 +27,11 @@ struct RULE {
     int iSeen;         // those that were seen
     int iErrno;        // that an event fails with, 0: it has a value
     int iValue;
-    const unsigned char* cpData; // reply data or sense data
+    DEVICE_NUMBER strNumber; // that a node has
     int iLen;
-    int iLine; // in the file, and the text of this line
-    const char* cpText;
+    const unsigned char* cpData; // reply data or sense data
+    const char* cpText;          // the line
+    int iLine;                   // its number in the file
     bool bHadTurn;
 };
 

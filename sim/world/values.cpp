@@ -155,21 +155,6 @@ static bool bStoreCode(CODE* p, const char* const* cppWords, int iWords, const c
     return iCode >= 0;
 }
 
-// "none", or "c 21 3" and "b 8 0": what stands at a node instead of what the driver made.
-static bool bStoreNode(DEVICE_NUMBER* pNumber, const char* cp)
-{
-    char szKind[8];
-    if (!bTakeWord(&cp, szKind, sizeof(szKind)))
-        return false;
-    pNumber->eKind = strcmp(szKind, "none") == 0 ? NUMBER_NONE : NUMBER_DRIVER;
-    if (pNumber->eKind == NUMBER_NONE)
-        return bAtEnd(cp);
-    pNumber->eKind = szKind[0] == 'b' ? NUMBER_BLOCK : NUMBER_CHARACTER;
-    return (strcmp(szKind, "b") == 0 || strcmp(szKind, "c") == 0) &&
-           bTakeNumber(&cp, &pNumber->iMajor) && bTakeNumber(&cp, &pNumber->iMinor) && bAtEnd(cp) &&
-           pNumber->iMajor >= 0 && pNumber->iMinor >= 0;
-}
-
 // "0 2a00": what was written on a medium.
 static bool bStoreRecord(MEDIA_OWNER eOwner, int iOwner, const char* cp)
 {
@@ -202,7 +187,7 @@ bool bStore(const KEY* pKey, int iIndex, const char* cp)
     case KEY_ADDRESS:
         return bStoreAddress(strValue.pAddress, cp);
     case KEY_NODE:
-        return bStoreNode(strValue.pNumber, cp);
+        return bTakeDeviceNumber(&cp, strValue.pNumber) && bAtEnd(cp);
     case KEY_BYTES:
         strValue.pBytes->iLen = iData(cp, gcpLibrary, strValue.pBytes->c, pKey->iLimit);
         return strValue.pBytes->iLen >= 0;

@@ -144,6 +144,13 @@ def test_nodes(lab):
     )
 
 
+# The second time that a node is looked at it is another, and cannot be looked at afterwards.
+def test_node_that_changes(lab):
+    lab.write("scenario", "node sg1 2 c 21 3\nstat sg1 3 EIO\n")
+    run = simulate(lab, "-x", "scenario", "-s", "s", "stat", "-c%T", *["/dev/sg1"] * 3)
+    assert run.stdout == "1\n3\n" and "Input/output error" in run.stderr
+
+
 ONE, TWO = "0 000000000000 0", "1 000000000000 0"  # TEST UNIT READY of the changer, the drive
 MOVE = "0 a500000001f4000100000000 0"
 SLOTS, LAST_SLOTS = "0 b8020000ffff001000000000 1048576", "0 b802fff0ffff002000000000 2000000"
