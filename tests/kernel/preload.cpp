@@ -8,7 +8,8 @@
 // tgtd 1.0.85 adds up the page positions of a READ ELEMENT STATUS for all element types wrongly:
 // pages overlap, and the drives are written behind the end of its memory. Asked for one type at a
 // time it is right. So it is asked four times, and its own pages are put one behind the other as
-// SMC wants them, as far as the request allows. Each answer is 8 bytes short: without volume tags
+// SMC wants them, as far as the request allows. While a file "small" stands in its folder, it
+// refuses transfers of more than 40,000 bytes. Each answer is 8 bytes short: without volume tags
 // the last element of a type has no source address.
 #include <algorithm>
 #include <cstdint>
@@ -18,6 +19,7 @@
 #include <linux/ptrace.h>
 #include <sys/types.h>
 #include <sys/uio.h>
+#include <unistd.h>
 
 static int (*giOneType)(int, void**);
 
@@ -46,7 +48,9 @@ static int iAllTypes(int iHost, void** vppCommand)
     uint32_t uiEnd = 8;
     int iStatus = 0;
 
-    if ((cFlags & 15) != 0 || uiAllowed > uiSize)
+    if (uiSize > 40000 && access("small", F_OK) == 0)
+        v24(cpCDB + 7, 0xFFFFFF); // which is refused: it is more than the transfer
+    if ((cFlags & 15) != 0 || ui24(cpCDB + 7) > uiSize)
         return giOneType(iHost, vppCommand);
     vppCommand[9] = cPage;
     v24(cpCDB + 7, sizeof cPage);
