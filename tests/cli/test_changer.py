@@ -37,13 +37,15 @@ def test_filter(lab, words, shown):
     lab.expect(f"0030 {words}", "".join(shown), replies=[MIXED])
 
 
-def test_scsi_filter_shows_the_ids_of_the_drives_alone(lab):
-    library = "[device]\n[device]\naddress = 2:1:3:0\ntype = changer\n"
-    stdout = """
-    ID=2140 Tape Drive 0 in Loader 2130
-    ID=211a0 Tape Drive 1 in Loader 2130
+# The ID of the changer without its last two digits stands before the target of a drive.
+@pytest.mark.parametrize("host, first", [(2, "21"), (10, "101")])
+def test_scsi_filter_shows_the_ids_of_the_drives_alone(lab, host, first):
+    library = f"[device]\n[device]\naddress = {host}:1:3:0\ntype = changer\n"
+    stdout = f"""
+    ID={first}40 Tape Drive 0 in Loader {first}30
+    ID={first}1a0 Tape Drive 1 in Loader {first}30
     """
-    lab.expect("2130 e scsi", stdout, replies=[MIXED], library=library)
+    lab.expect(f"{first}30 e scsi", stdout, replies=[MIXED], library=library)
 
 
 def test_labels_and_odd_pages(lab):
@@ -74,6 +76,7 @@ def test_retry(lab):
     stdout = NOT_FILLED(0, 0) + NOT_FILLED(0, 1) + DRIVE_1
     replies = [report(size=32768), report(size=7), MIXED]
     lab.expect("0030 e d:1-1", stdout, 0, [RES, RES, LAST_RES], replies=replies)
+    lab.expect("0030 e", "", 0, [RES], replies=[report(page(2, length=1))])  # eight bytes
     stdout = "".join(FAILED + NOT_FILLED(3, number) for number in range(3))
     lab.expect("0030 e", stdout, 3, replies=["read EIO"] * 3)
 

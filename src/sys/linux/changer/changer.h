@@ -20,6 +20,10 @@ extern int giElementAddress[16][iELEMENT_COLUMNS];
 // Returns the name of an element type, or "" for a code that is none.
 const char* cpElementName(int iType);
 
+// Returns the element type that a letter stands for in references and ranges: 's' a slot, 'd' a
+// drive, 'p' a port; 0 for any other.
+int iElementTypeOf(char cKind);
+
 // Prints how many elements of a type there are, and the address of the first.
 void vPrintElementCount(int iType, int iCount, int iFirst);
 

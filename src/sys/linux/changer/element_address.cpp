@@ -19,6 +19,20 @@ const char* cpElementName(int iType)
     return szNames[iType >= ELEMENT_TRANSPORT && iType <= ELEMENT_DRIVE ? iType : 0];
 }
 
+int iElementTypeOf(char cKind)
+{
+    switch (cKind) {
+    case 's':
+        return ELEMENT_SLOT;
+    case 'd':
+        return ELEMENT_DRIVE;
+    case 'p':
+        return ELEMENT_PORT;
+    default:
+        return 0;
+    }
+}
+
 void vPrintElementCount(int iType, int iCount, int iFirst)
 {
     printf("%3d x %s First=%d\n", iCount, cpElementName(iType), iFirst);

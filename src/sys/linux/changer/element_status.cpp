@@ -41,10 +41,7 @@ static int iParseRange(const char* szMode, RES_MODE* pMode)
         pMode->iToElem = 1;
     TRACE_ABOVE(&strLog, 0, "iFromElem(dec)=%d", pMode->iFromElem);
     TRACE_ABOVE(&strLog, 0, "iToElem(dec)=%d", pMode->iToElem);
-    pMode->iRangeType = szMode[0] == 's'   ? ELEMENT_SLOT
-                        : szMode[0] == 'p' ? ELEMENT_PORT
-                        : szMode[0] == 'd' ? ELEMENT_DRIVE
-                                           : 0;
+    pMode->iRangeType = iElementTypeOf(szMode[0]);
     return pMode->iRangeType;
 }
 

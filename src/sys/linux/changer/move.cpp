@@ -13,21 +13,6 @@
 // Element numbers that can be used whether or not the run has found such an element.
 static const int iPLAIN_COLUMNS = 1024;
 
-// Kinds of elements that a move starts from or ends at, by the first letter of a reference.
-static int iTypeOf(char cKind)
-{
-    switch (cKind) {
-    case 's':
-        return ELEMENT_SLOT;
-    case 'd':
-        return ELEMENT_DRIVE;
-    case 'p':
-        return ELEMENT_PORT;
-    default:
-        return 0;
-    }
-}
-
 // The columns of a row that can be referred to: those that every run has, and beyond them as far as
 // addresses were found.
 static int iColumnsOf(int iType)
@@ -55,7 +40,7 @@ static int iFindAddress(const char* cpReference, int iType, int* ipAddress)
 // The same for a source or target, whose kind is its first letter.
 static int iFindElement(const char* cpReference, int* ipAddress)
 {
-    const int iType = iTypeOf(cpReference[0]);
+    const int iType = iElementTypeOf(cpReference[0]);
     if (iType == 0) {
         printf("usage: s=slot, d=drive, p=port\nexample: s:4 d:0");
         return USAGE_ERROR;

@@ -1,6 +1,8 @@
 // Big-endian fields of commands and replies, and the dumps of bytes that several operations print.
 #pragma once
 
+#include <stddef.h>
+
 static inline unsigned int uiGet16(const unsigned char* cpBytes)
 {
     return (unsigned int)cpBytes[0] << 8 | cpBytes[1];
@@ -27,6 +29,12 @@ static inline void vPut24(unsigned char* cpBytes, unsigned int uiValue)
 {
     cpBytes[0] = (unsigned char)(uiValue >> 16);
     vPut16(cpBytes + 1, uiValue);
+}
+
+// Byte i of cpBytes, of which uiValid are valid; 0 behind them.
+static inline unsigned char cByteAt(const unsigned char* cpBytes, size_t uiValid, size_t i)
+{
+    return i < uiValid ? cpBytes[i] : 0;
 }
 
 // How a dump shows the bytes that are not zero; the others are left out.

@@ -51,18 +51,23 @@ int iScsiCmdErase(int iReport)
     return iSendCommand(cCDB, sizeof(cCDB), cBuf, sizeof(cBuf), iReport);
 }
 
+int iRequestSense(unsigned char* cpBuf, int iBufSize, int iReport)
+{
+    const unsigned char cCDB[6] = {
+        0x03,                    // REQUEST SENSE
+        0,                       // fixed format
+        0,                       // reserved
+        0,                       // reserved
+        (unsigned char)iBufSize, // allocation length
+        0,                       // control
+    };
+    return iSendCommand(cCDB, sizeof(cCDB), cpBuf, iBufSize, iReport);
+}
+
 int iScsiRequestSense(int iReport)
 {
     unsigned char cBuf[19] = {};
-    const unsigned char cCDB[6] = {
-        0x03,         // REQUEST SENSE
-        0,            // fixed format
-        0,            // reserved
-        0,            // reserved
-        sizeof(cBuf), // allocation length
-        0,            // control
-    };
-    const int iStatus = iSendCommand(cCDB, sizeof(cCDB), cBuf, sizeof(cBuf), iReport);
+    const int iStatus = iRequestSense(cBuf, sizeof(cBuf), iReport);
     if (strcmp(gszTyp, "tape") == 0) {
         printf("Tape Info\n");
         // Bit 7 says that the drive maintains this byte, bit 0 that it asks for cleaning.

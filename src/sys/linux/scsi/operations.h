@@ -6,6 +6,10 @@
 // asked for and the device is neither tape nor changer. SPC, standard INQUIRY data.
 int iScsiInquiry(int iReport);
 
+// Sends REQUEST SENSE for iBufSize bytes of sense data in fixed format (SPC), at most 255, into
+// cpBuf. Returns the executor's status.
+int iRequestSense(unsigned char* cpBuf, int iBufSize, int iReport);
+
 // Sends REQUEST SENSE and prints a short summary. Returns the executor's status.
 int iScsiRequestSense(int iReport);
 

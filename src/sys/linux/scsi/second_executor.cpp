@@ -5,6 +5,7 @@
 #include "device/selection.h"
 #include "scsi/bytes.h"
 #include "scsi/executor.h"
+#include "scsi/sense.h"
 
 #include "cm_common.h"
 
@@ -113,7 +114,7 @@ int iXLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBu
                    int iIOFlag, unsigned char* cpSense, int iSenseSize, int iReport)
 {
     (void)iIOFlag;
-    unsigned char cRequestSense[16] = {};
+    unsigned char cRequestSense[iSENSE_AREA] = {};
     const DIRECTION Direction = cpCDB[0] == 0xA5 || cpCDB[0] == 0x1B ? Output : Input;
     if (i_DECIMAL(gszID) != 0 || strcmp(gszID, "000") == 0 || strcmp(gszID, "0000") == 0)
         iLinuxGetID("linux_proc_scsi", iReport);
@@ -123,8 +124,7 @@ int iXLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBu
     const int iResult =
         SCSI_ExecuteCommand(DeviceFD, Direction, cpCDB, iCDBSize, cpBuf, iBufSize, cRequestSense);
     slow_bzero(cpSense, iSenseSize);
-    slow_memcopy(cRequestSense, cpSense,
-                 iSenseSize < (int)sizeof(cRequestSense) ? iSenseSize : (int)sizeof(cRequestSense));
+    slow_memcopy(cRequestSense, cpSense, iSenseSize < iSENSE_AREA ? iSenseSize : iSENSE_AREA);
     if (iReport == REPORT_DEBUG) {
         printf("debug info after SCSI_ExecuteCommand\n");
         vDumpBytes(cpBuf, iBufSize, DUMP_LINES);

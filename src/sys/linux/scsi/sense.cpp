@@ -6,9 +6,6 @@
 
 #include <stdio.h>
 
-// The sense area of the driver's header, in bytes.
-static const int iSENSE_AREA = 16;
-
 // The executor hands over the sense area of the request, which is empty: these texts are for
 // callers that bring a device's own sense data.
 

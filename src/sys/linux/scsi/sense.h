@@ -1,5 +1,8 @@
 // The decoder of sense data.
 #pragma once
 
-// Prints fixed-format sense data (at least 16 bytes, SPC) for iReport above 1; otherwise nothing.
+// The sense area of the driver's header, in bytes.
+enum { iSENSE_AREA = 16 };
+
+// Prints fixed-format sense data (iSENSE_AREA bytes, SPC) for iReport above 1; otherwise nothing.
 void vScsiSenseData(const unsigned char* cpSenseData, int iReport);

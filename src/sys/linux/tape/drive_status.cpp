@@ -4,6 +4,7 @@
 #include "changer/changer.h"
 #include "scsi/bytes.h"
 #include "scsi/executor.h"
+#include "scsi/operations.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -41,16 +42,6 @@ static void vPrintMediumType(unsigned char cCode)
     printf("media_type=unknown (%x)\n", cCode);
 }
 
-// Sends a six-byte command with the allocation length of cBuf, which is cleared first. Returns the
-// executor's status.
-static int iAskDrive(unsigned char cOpcode, unsigned char cPage, unsigned char (&cBuf)[iBUF_SIZE],
-                     int iReport)
-{
-    const unsigned char cCDB[6] = {cOpcode, 0, cPage, 0, iBUF_SIZE, 0};
-    memset(cBuf, 0, sizeof(cBuf));
-    return iSendCommand(cCDB, sizeof(cCDB), cBuf, iBUF_SIZE, iReport);
-}
-
 // Prints whether a cartridge is loaded and the drive asks for cleaning, from byte 18 of the sense
 // data, which this family of drives keeps its status in.
 static void vPrintInternalStatus(unsigned char cStatus, int iReport)
@@ -86,19 +77,27 @@ static void vPrintSummary(const unsigned char* cBuf, int iReport)
 
 static int iTapeModeSense(int iReport)
 {
-    const unsigned char cPage = 0x0F; // current values, data compression
-    unsigned char cBuf[iBUF_SIZE];
+    static const unsigned char cCDB[6] = {
+        0x1A,      // MODE SENSE(6)
+        0,         // block descriptors wanted
+        0x0F,      // current values, data compression page
+        0,         // subpage
+        iBUF_SIZE, // allocation length
+        0,         // control
+    };
+    unsigned char cSense[iBUF_SIZE] = {};
+    unsigned char cBuf[iBUF_SIZE] = {};
     TRACE_ABOVE(&strLog, 1, "for tape >> REQUEST SENSE");
-    iAskDrive(0x03, 0, cBuf, iReport);
-    TRACE_ABOVE(&strLog, 1, "Buf[2]     0x%x", cBuf[2]);
-    TRACE_ABOVE(&strLog, 1, "Sense Key  0x%x", cBuf[2] & 0x0F);
-    TRACE_ABOVE(&strLog, 1, "ASC        0x%x", cBuf[12]);
-    TRACE_ABOVE(&strLog, 1, "ASCQ       0x%x", cBuf[13]);
-    vPrintInternalStatus(cBuf[18], iReport);
+    iRequestSense(cSense, iBUF_SIZE, iReport);
+    TRACE_ABOVE(&strLog, 1, "Buf[2]     0x%x", cSense[2]);
+    TRACE_ABOVE(&strLog, 1, "Sense Key  0x%x", cSense[2] & 0x0F);
+    TRACE_ABOVE(&strLog, 1, "ASC        0x%x", cSense[12]);
+    TRACE_ABOVE(&strLog, 1, "ASCQ       0x%x", cSense[13]);
+    vPrintInternalStatus(cSense[18], iReport);
     TRACE_ABOVE(&strLog, 1, "for tape >> MODE SENSE");
     if (iReport == REPORT_DEBUG)
-        printf("request page=(%x)\n", cPage);
-    const int iStatus = iAskDrive(0x1A, cPage, cBuf, iReport);
+        printf("request page=(%x)\n", cCDB[2]);
+    const int iStatus = iSendCommand(cCDB, sizeof(cCDB), cBuf, iBUF_SIZE, iReport);
     vPrintSummary(cBuf, iReport);
     return iStatus;
 }

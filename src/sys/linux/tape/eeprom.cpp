@@ -3,15 +3,12 @@
 
 #include "scsi/bytes.h"
 #include "scsi/executor.h"
+#include "tape/mode_commands.h"
 
 #include "cm_common.h"
 
 #include <stdio.h>
 #include <string.h>
-
-static const int iMaxBufSize = 8191;
-
-static const char szTITLE[] = "MODE SENSE FOR EEPROM";
 
 // Where the text of the page begins in a MODE SENSE(10) reply: behind the header, one block
 // descriptor, the page code and its length.
@@ -20,35 +17,19 @@ static const unsigned int iTEXT_START = 18;
 // Mode parameter header, page code and page length of the list that is sent.
 static const int iLIST_HEADER = 6;
 
-static const unsigned char cEEPROM_PAGE = 0x3E;
-
 // Reads the page and prints its text. Returns the executor's status.
-static int iShowEeprom(int iReport)
+static int iShowEeprom(const PAGE_COMMAND* pCommand, int iReport)
 {
-    static const unsigned char cCDB[10] = {
-        0x5A,         // MODE SENSE(10)
-        0,            // block descriptors wanted
-        cEEPROM_PAGE, // current values, vendor page
-        0,            // subpage
-        0,
-        0,
-        0, // reserved
-        0x1F,
-        0xFF, // allocation length
-        0,    // control
-    };
-    unsigned char cBuf[iMaxBufSize + 1] = {};
-    printf("TRY %s\n", szTITLE);
-    const int iStatus = iSendCommand(cCDB, sizeof(cCDB), cBuf, iMaxBufSize, iReport);
+    PAGE_REPLY strReply = {};
+    const int iStatus = iReadPages(pCommand, &strReply, iReport);
     if (iStatus != 0)
         return iStatus;
-    const unsigned int iLen = uiGet16(cBuf);
-    printf("DATA LEN=%u\nDESCRIPTOR(S)=%u\n", iLen, cBuf[6] * 256U + (cBuf[7] >> 3));
-    for (unsigned int i = iTEXT_START; i < iLen && i < sizeof(cBuf); i++) {
-        if (cBuf[i] != 0)
-            putchar(cBuf[i]);
+    for (unsigned int i = iTEXT_START; i < strReply.strHeader.uiLength; i++) {
+        const unsigned char cByte = cByteAt(strReply.cBuf, sizeof(strReply.cBuf), i);
+        if (cByte != 0)
+            putchar(cByte);
     }
-    printf("\nDONE %s\n", szTITLE);
+    printf("\nDONE %s\n", pCommand->szTitle);
     return 0;
 }
 
@@ -72,22 +53,15 @@ static int iTakeKeyAndValue(const char* cpKey, const char* cpVal, char (&szKey)[
     return 0;
 }
 
-// Sends the list of iBufSize bytes. Returns the executor's status.
-static int iSelectPage(unsigned char* cBuf, int iBufSize, int iReport)
+// Shows and sends the list of iBufSize bytes. Returns the executor's status.
+static int iSelectEeprom(const PAGE_COMMAND* pCommand, unsigned char* cBuf, int iBufSize,
+                         int iReport)
 {
-    const unsigned char cCDB[6] = {
-        0x15,                    // MODE SELECT(6)
-        0x10,                    // page format, nothing saved
-        0,                       // reserved
-        0,                       // reserved
-        (unsigned char)iBufSize, // parameter list length
-        0,                       // control
-    };
     for (int i = 0; i < iBufSize; i++)
         printf(i < iLIST_HEADER ? "[%d] %x\n" : "[%d] %c\n", i, cBuf[i]);
-    printf("TRY SET %s\n", szTITLE);
-    const int iStatus = iSendCommand(cCDB, sizeof(cCDB), cBuf, iBufSize, iReport);
-    printf("DONE SET %s WITH STATUS %d\n", szTITLE, iStatus);
+    printf("TRY SET %s\n", pCommand->szTitle);
+    const int iStatus = iSelectPages(cBuf, iBufSize, iReport);
+    printf("DONE SET %s WITH STATUS %d\n", pCommand->szTitle, iStatus);
     return iStatus;
 }
 
@@ -97,7 +71,8 @@ int iScsiCmdSetEeprom(const char* cpMode, const char* cpKey, const char* cpVal, 
     char szKey[64];
     char szVal[64];
     unsigned char cBuf[iLIST_HEADER + sizeof(szKey) + sizeof(szVal) + 2] = {};
-    int iStatus = iShowEeprom(iReport);
+    const PAGE_COMMAND* pCommand = pFindPages("eeprom_10");
+    int iStatus = iShowEeprom(pCommand, iReport);
     if (iStatus == 0)
         iStatus = iTakeKeyAndValue(cpKey, cpVal, szKey, szVal);
     if (iStatus != 0)
@@ -108,5 +83,5 @@ int iScsiCmdSetEeprom(const char* cpMode, const char* cpKey, const char* cpVal, 
     cBuf[4] = cEEPROM_PAGE;
     cBuf[5] = (unsigned char)iLen;
     printf("LEN=%d\nBUF=%d\n", iLen, iBufSize);
-    return iSelectPage(cBuf, iBufSize, iReport);
+    return iSelectEeprom(pCommand, cBuf, iBufSize, iReport);
 }

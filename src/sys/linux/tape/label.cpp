@@ -41,33 +41,33 @@ static void vPrintTapeLabel(const unsigned char* cBuf, int iReport)
     }
 }
 
-// The blanks at fixed positions switch from field to field; iFlag remembers how far the walk is.
-// At 129 it is set and cleared again, so that the blank at 140 is still shown.
+// What a blank stands for that lies at the position of one between two fields. The last one counts
+// only behind the one in the time.
+static const char* cpFieldBehind(const unsigned char* cBuf, int i)
+{
+    switch (i) {
+    case iINIT_TIME:
+        return "\nzel_init_time=";
+    case iTIME_GAP:
+        return " ";
+    case iETC:
+        return cBuf[iTIME_GAP] == ' ' ? "\nzel_etc=" : "";
+    default:
+        return "";
+    }
+}
+
 static void vPrint2ALabel(const unsigned char* cBuf, int iReport)
 {
-    int iFlag = 0;
     for (int i = 0; i < 2; i++) {
         if (iReport >= REPORT_DEBUG)
             printf("[%d] %d\n", i, cBuf[i]);
     }
     printf("zel_label=");
     for (int i = 2; i < iBufSize; i++) {
-        const bool bBlank = cBuf[i] == ' ';
-        if (iFlag == 0 && bBlank && i == iINIT_TIME) {
-            iFlag = 1;
-            printf("\nzel_init_time=");
-        }
-        if (iFlag == 1 && bBlank && i == iETC) {
-            iFlag = 0;
-            printf("\nzel_etc=");
-        }
-        if (iFlag == 0 && bBlank && i == iTIME_GAP) {
-            iFlag = 1;
-            printf(" ");
-        }
-        if (iFlag == 1 && bBlank && i == iINIT_TIME)
-            iFlag = 0;
-        if (cBuf[i] != 0 && !bBlank && iReport >= REPORT_NORMAL)
+        if (cBuf[i] == ' ')
+            printf("%s", cpFieldBehind(cBuf, i));
+        else if (cBuf[i] != 0 && iReport >= REPORT_NORMAL)
             putchar(cBuf[i]);
     }
 }

@@ -4,22 +4,10 @@
 
 #include "scsi/bytes.h"
 #include "scsi/executor.h"
-#include "tape/replies.h"
+#include "tape/mode_commands.h"
 
 #include <stdio.h>
 #include <string.h>
-
-static const unsigned int iMaxBufSize = 8191;
-
-// The commands, by mode word.
-struct PAGE_COMMAND {
-    char szMode[16];
-    char szTitle[32];
-    bool bText; // the page is text
-    int iCDBSize;
-    int iBufSize;
-    unsigned char cCDB[10];
-};
 
 // MODE SENSE(6): opcode, block descriptors wanted, page, subpage, allocation length, control.
 // MODE SENSE(10): opcode, block descriptors wanted, page, subpage, three bytes reserved, allocation
@@ -28,8 +16,8 @@ struct PAGE_COMMAND {
 static const PAGE_COMMAND strCommands[] = {
     {"all_pages_6",  "MODE SENSE (6)",        false,  6,  255, {0x1A, 0, 0x3F, 0, 0xFF, 0}},
     {"all_pages_10", "MODE SENSE (10)",       false, 10, 8191, {0x5A, 0, 0x3F, 0, 0, 0, 0, 0x1F, 0xFF, 0}},
-    {"eeprom_6",     "MODE SENSE FOR EEPROM", true,   6,  255, {0x1A, 0, 0x3E, 0, 0xFF, 0}},
-    {"eeprom_10",    "MODE SENSE FOR EEPROM", true,  10, 8191, {0x5A, 0, 0x3E, 0, 0, 0, 0, 0x1F, 0xFF, 0}},
+    {"eeprom_6",     "MODE SENSE FOR EEPROM", true,   6,  255, {0x1A, 0, cEEPROM_PAGE, 0, 0xFF, 0}},
+    {"eeprom_10",    "MODE SENSE FOR EEPROM", true,  10, 8191, {0x5A, 0, cEEPROM_PAGE, 0, 0, 0, 0, 0x1F, 0xFF, 0}},
 };
 // clang-format on
 
@@ -61,18 +49,6 @@ static const PAGE_TITLE strTitles[] = {
     {0x90, "CHANGEABLE TANDBERG DEVICE CONFIGURATION PAGE" },
 };
 
-// A reply, and what its header says. A descriptor count that points behind the buffer finds
-// nothing there.
-struct PAGE_REPLY {
-    unsigned char cBuf[iMaxBufSize + 1];
-    MODE_HEADER strHeader;
-};
-
-static unsigned char cByteAt(const PAGE_REPLY* pReply, unsigned int i)
-{
-    return i < sizeof(pReply->cBuf) ? pReply->cBuf[i] : 0;
-}
-
 // Prints the header and the block descriptors; bBlockLength also says the block length that the
 // first descriptor holds.
 static void vPrintParameters(const PAGE_REPLY* pReply, bool bBlockLength)
@@ -83,7 +59,8 @@ static void vPrintParameters(const PAGE_REPLY* pReply, bool bBlockLength)
     if (pHeader->uiDescriptors == 0)
         return;
     printf("BLOCK DESCRIPTOR\n");
-    for (unsigned int i = pHeader->uiHeader; i < pHeader->uiPages && i < iMaxBufSize; i++) {
+    for (unsigned int i = pHeader->uiHeader; i < pHeader->uiPages && i < (unsigned int)iMAX_PAGES;
+         i++) {
         const unsigned int j = i - pHeader->uiHeader;
         if (pReply->cBuf[i] != 0)
             printf("[%u/%u] %x\n", i, j, pReply->cBuf[i]);
@@ -98,8 +75,8 @@ static void vPrintPageDescriptor(const PAGE_REPLY* pReply, unsigned int iCount)
     printf("PAGE DESCRIPTOR\n");
     for (unsigned int j = 0; j < iCount; j++) {
         const unsigned int i = pReply->strHeader.uiPages + j;
-        if (cByteAt(pReply, i) != 0)
-            printf("[%u/%u] %x\n", i, j, cByteAt(pReply, i));
+        if (cByteAt(pReply->cBuf, sizeof(pReply->cBuf), i) != 0)
+            printf("[%u/%u] %x\n", i, j, cByteAt(pReply->cBuf, sizeof(pReply->cBuf), i));
     }
 }
 
@@ -140,7 +117,7 @@ static void vPrintPages(const PAGE_REPLY* pReply)
         strBeginPages(pReply->cBuf, sizeof(pReply->cBuf), pHeader->uiPages + 3, pHeader->uiLength);
     printf("DATA BLOCK(S)\n");
     while (bNextPageByte(&strWalk)) {
-        const unsigned char cByte = cByteAt(pReply, strWalk.i);
+        const unsigned char cByte = cByteAt(pReply->cBuf, sizeof(pReply->cBuf), strWalk.i);
         const bool bPage = strWalk.uiLength != 0;
         if (strWalk.bBegins)
             vPrintPageTitle(strWalk.uiCode, strWalk.uiLength);
@@ -158,11 +135,11 @@ static void vPrintText(const PAGE_REPLY* pReply)
 {
     printf("DATA BLOCK(S)\n");
     for (unsigned int i = pReply->strHeader.uiPages + 2; i <= pReply->strHeader.uiLength; i++)
-        putchar(cByteAt(pReply, i));
+        putchar(cByteAt(pReply->cBuf, sizeof(pReply->cBuf), i));
     putchar('\n');
 }
 
-static const PAGE_COMMAND* pFindCommand(const char* cpMode)
+const PAGE_COMMAND* pFindPages(const char* cpMode)
 {
     for (const PAGE_COMMAND& strCommand : strCommands) {
         if (strcmp(cpMode, strCommand.szMode) == 0)
@@ -171,24 +148,32 @@ static const PAGE_COMMAND* pFindCommand(const char* cpMode)
     return nullptr;
 }
 
+int iReadPages(const PAGE_COMMAND* pCommand, PAGE_REPLY* pReply, int iReport)
+{
+    printf("TRY %s\n", pCommand->szTitle);
+    const int iStatus = iSendCommand(pCommand->cCDB, (size_t)pCommand->iCDBSize, pReply->cBuf,
+                                     pCommand->iBufSize, iReport);
+    if (iStatus != 0)
+        return iStatus;
+    pReply->strHeader = strReadModeHeader(pReply->cBuf, pCommand->iCDBSize == 10);
+    printf("DATA LEN=%u\nDESCRIPTOR(S)=%u\n", pReply->strHeader.uiLength,
+           pReply->strHeader.uiDescriptors);
+    return 0;
+}
+
 int iScsiCmdModeSense(const char* cpMode, int iReport)
 {
     PAGE_REPLY strReply = {};
-    const PAGE_COMMAND* pCommand = pFindCommand(cpMode);
+    const PAGE_COMMAND* pCommand = pFindPages(cpMode);
     if (pCommand == nullptr) {
         printf("UNKNOWN MODE '%s'\n", cpMode);
         return USAGE_ERROR;
     }
-    printf("TRY %s\n", pCommand->szTitle);
-    const int iStatus = iSendCommand(pCommand->cCDB, (size_t)pCommand->iCDBSize, strReply.cBuf,
-                                     pCommand->iBufSize, iReport);
+    const int iStatus = iReadPages(pCommand, &strReply, iReport);
     if (iStatus != 0)
         return iStatus;
-    strReply.strHeader = strReadModeHeader(strReply.cBuf, pCommand->iCDBSize == 10);
-    printf("DATA LEN=%u\nDESCRIPTOR(S)=%u\n", strReply.strHeader.uiLength,
-           strReply.strHeader.uiDescriptors);
-    if (strReply.strHeader.uiLength > iMaxBufSize) {
-        printf("BUFFER OVERFLOW MAX=%u\n", iMaxBufSize);
+    if (strReply.strHeader.uiLength > (unsigned int)iMAX_PAGES) {
+        printf("BUFFER OVERFLOW MAX=%d\n", iMAX_PAGES);
         return USAGE_ERROR;
     }
     vPrintParameters(&strReply, !pCommand->bText);

@@ -3,6 +3,7 @@
 
 #include "scsi/bytes.h"
 #include "scsi/executor.h"
+#include "tape/mode_commands.h"
 
 #include "cm_common.h"
 
@@ -110,6 +111,19 @@ static const SETTING* pFindSetting(const char* cpMode)
     return nullptr;
 }
 
+int iSelectPages(unsigned char* cpList, int iSize, int iReport)
+{
+    const unsigned char cCDB[6] = {
+        0x15,                 // MODE SELECT(6)
+        0x10,                 // page format, nothing saved
+        0,                    // reserved
+        0,                    // reserved
+        (unsigned char)iSize, // parameter list length
+        0,                    // control
+    };
+    return iSendCommand(cCDB, sizeof(cCDB), cpList, iSize, iReport);
+}
+
 int iScsiCmdModeSelect(const char* cpMode, const char* cpKey, const char* cpVal, int iReport)
 {
     (void)cpKey;
@@ -121,17 +135,8 @@ int iScsiCmdModeSelect(const char* cpMode, const char* cpKey, const char* cpVal,
     }
     strList.iBlockSize = (unsigned int)i_DECIMAL(cpVal);
     pSetting->vFillList(&strList, iReport);
-    const unsigned char cCDB[6] = {
-        0x15,                            // MODE SELECT(6)
-        0x10,                            // page format, nothing saved
-        0,                               // reserved
-        0,                               // reserved
-        (unsigned char)strList.iBufSize, // parameter list length
-        0,                               // control
-    };
     printf("TRY %s\n", pSetting->cpTitle);
-    // The answer overwrites the list.
-    const int iStatus = iSendCommand(cCDB, sizeof(cCDB), strList.cBuf, strList.iBufSize, iReport);
+    const int iStatus = iSelectPages(strList.cBuf, strList.iBufSize, iReport);
     if (iStatus == 0)
         printf("%s=%d\nDONE %s\n", pSetting->cpResult, (int)strList.iBlockSize, pSetting->cpTitle);
     return iStatus;

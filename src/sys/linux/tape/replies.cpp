@@ -3,11 +3,6 @@
 
 #include "scsi/bytes.h"
 
-static unsigned char cByteAt(const unsigned char* cpReply, unsigned int uiValid, unsigned int i)
-{
-    return i < uiValid ? cpReply[i] : 0;
-}
-
 // The descriptor count of the long header shifts its low byte only.
 MODE_HEADER strReadModeHeader(const unsigned char* cpReply, bool bLong)
 {
