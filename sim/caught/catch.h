@@ -19,20 +19,24 @@
     }())
 // NOLINTEND(bugprone-macro-parentheses)
 
+// links.cpp: which calls are caught
+
 // The simulator's own file calls are under way: they are not caught.
 extern bool gbInside;
 
-// links.cpp: whether a call on this path is to be caught; *pPlace tells what the path names.
+// Ends what is done inside: turns a result with a negative error number into the C library's way,
+// and puts errno back otherwise.
+ssize_t iDone(ssize_t iResult, int iErrno);
+
+// Whether a call on this path is to be caught; *pPlace tells what the path names.
 bool bCatch(const char* cpPath, PLACE* pPlace);
 
 // The same for a path that may lead to one of ours through links, or in a roundabout way.
 bool bCatchLink(const char* cpPath, PLACE* pPlace);
 
-// descriptors.cpp: whether a descriptor is one of ours, and the number of its node.
-bool bOpenNumber(int iFd, DEVICE_NUMBER* pNumber);
+// descriptors.cpp
 
-// Ends what is done inside: turns a result with a negative error number into the C library's way,
-// and puts errno back otherwise.
-ssize_t iDone(ssize_t iResult, int iErrno);
+// Whether a descriptor is one of ours, and the number of its node.
+bool bOpenNumber(int iFd, DEVICE_NUMBER* pNumber);
 
 #endif

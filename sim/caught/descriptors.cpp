@@ -21,7 +21,6 @@
 
 static const unsigned uiFD_MAX = 4096;
 static unsigned char gcFile[uiFD_MAX]; // place among the open devices + 1, by descriptor
-bool gbInside;
 
 __attribute__((constructor)) static void vStart(void)
 {
@@ -51,13 +50,6 @@ CAUGHT void _exit(int iStatus)
     const bool bLeft = !bOurs && bScenarioLeft();
     NEXT(_exit)(bLeft ? iSTATUS_LEFT : iStatus);
     abort(); // never reached
-}
-
-ssize_t iDone(ssize_t iResult, int iErrno)
-{
-    gbInside = false;
-    errno = iResult < 0 ? (int)-iResult : iErrno;
-    return iResult < 0 ? -1 : iResult;
 }
 
 // The open device behind a descriptor, -1 none.

@@ -10,6 +10,15 @@
 
 static const int iLINKS_MAX = 8; // on the way to a node
 
+bool gbInside;
+
+ssize_t iDone(ssize_t iResult, int iErrno)
+{
+    gbInside = false;
+    errno = iResult < 0 ? (int)-iResult : iErrno;
+    return iResult < 0 ? -1 : iResult;
+}
+
 bool bCatch(const char* cpPath, PLACE* pPlace)
 {
     const char* volatile cpGiven = cpPath; // the headers promise that it is never null
