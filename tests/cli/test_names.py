@@ -132,6 +132,12 @@ def test_other_type(links, name):
         )
 
 
+# What sysfs knows holds although the listing cannot be read.
+def test_other_type_without_the_listing(lab):
+    run = lab.run("/dev/sg0 u", scenario="open scsi * EACCES", library=LIBRARY)
+    assert (run.sent, run.status) == ([], 6)
+
+
 # The override of the ID holds under every name, behind one that is stored under the name itself.
 def test_override(lab):
     lab.write("glbv/gv_mvk_adr_0020.sgv", "1x7")

@@ -91,10 +91,9 @@ static int iPass(bool bScan, int iReport)
     strListing.bScan = bScan;
     strListing.strScan.iReport = iReport;
     const int iResult = iReadListing(&strListing);
-    if (iResult == 0)
-        vJudge(&strListing);
-    else
+    if (iResult != 0)
         printf("iLinuxGetID() FAIL COULD NOT OPEN '%s'\n", szKERNEL_LISTING);
+    vJudge(&strListing); // sysfs can know the device without the listing
     return iResult;
 }
 
@@ -148,10 +147,11 @@ static const char* cpWhyNot()
     const FILE_FACTS strFacts = strLookAt(gstrDevice.szDev);
     if (strFacts.eKind == FILE_DEVICE)
         return "it is no node of the generic driver";
-    if (gstrDevice.bPinned && strFacts.eKind != FILE_UNKNOWN &&
-        iGenericNumber(&strFacts) != gstrDevice.iNumber)
-        return "it is not the node of the device";
-    return nullptr;
+    const int iNumber = iGenericNumber(&strFacts);
+    if (strFacts.eKind == FILE_UNKNOWN || iNumber == gstrDevice.iNumber)
+        return nullptr;
+    const bool bCounted = gstrDevice.eForm != NAME_PATH && strAskNode(iNumber).bKnown;
+    return gstrDevice.bPinned || bCounted ? "it is not the node of the device" : nullptr;
 }
 
 // Whether an open file is the pinned device: it has the number, and the number is still the
