@@ -79,6 +79,9 @@ def test_retry(lab):
     lab.expect("0030 e", "", 0, [RES], replies=[report(page(2, length=1))])  # eight bytes
     stdout = "".join(FAILED + NOT_FILLED(3, number) for number in range(3))
     lab.expect("0030 e", stdout, 3, replies=["read EIO"] * 3)
+    # A count in a reply that was cut asks for nothing more.
+    replies = [(report(size=40000), "read 44")] * 3
+    lab.expect("0030 e", stdout, 3, [RES, RES, LAST_RES], replies=replies)
 
 
 # 2,000 slots with labels: a transfer of a pass ends within them.

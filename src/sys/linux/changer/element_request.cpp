@@ -71,7 +71,7 @@ int iReadPasses(ELEMENT_PASSES* pPasses, int iReport)
             pPasses->iSaid = iTooLarge == iMAX_RETRY - 1 ? pPasses->iSaid : 0;
             return iStatus;
         }
-        pPasses->iSaid = iAllBytes > iPASS_SIZE ? iAllBytes : 0;
+        pPasses->iSaid = iStatus == 0 && iAllBytes > iPASS_SIZE ? iAllBytes : 0;
         iTooLarge += pPasses->iSaid > 0;
         printf("warning buffer not filled. RES iStatus(dec)=%d CTRL Byte=(dec)%d retry=%d\n",
                iStatus, cCDB[11], iRetry);
