@@ -40,6 +40,7 @@ def offered(lab):
     ("mvk-sim mvk-captur", {"mvk-capture"}),
     ("mvk-sim -l tarvo", {"tarvo.ini"}),
     ("mvk-capture ", {"--labels", "--no-labels", "--help", "--version"}),
+    ("mvk-changer --log x 0030 load", {"load", "loaded"}),
     ("kq_glbv r gv_", {"gv_prot", "gv_mvk_adr_0030", "gv_mvk_adr_0040", "gv_mvk_adr_0050"})])
 def test_completion(offered, line, words):
     assert offered(line) == words

@@ -45,7 +45,7 @@ def test_what_stays_inside(lab, command):
     assert lab.run(*command.split())[0] == 0
 
 
-@pytest.mark.parametrize("command", ["mvk-sim", "mvk-json", "mvk-capture", "kq_glbv"])
+@pytest.mark.parametrize("command", ["mvk-sim", "mvk-json", "mvk-capture", "mvk-changer", "kq_glbv"])
 def test_help_and_version(lab, command):
     for option, start in ("--help", "usage: "), ("-h", "usage: "), ("--version", f"{command} 1.0.0\n"):
         status, text, said = lab.run(command, option)

@@ -5,6 +5,7 @@ what is at a device is waited for, however long it takes.
 """
 
 import os
+import re
 import time
 
 from .ask import OCCUPIED, ask
@@ -13,6 +14,7 @@ from .reports import QUESTIONS, operation_of
 
 PATIENCE = 230  # seconds; the suites give a changer program five minutes
 PAUSE = 0.2  # seconds between two looks at something busy
+UNOPENED = "failed to open semaphore file "
 OPEN_ERROR = 2  # mvk's exit status when a device file cannot be opened
 
 
@@ -30,11 +32,19 @@ def failure(answer):
     if not answer["status"]:
         return None
     if answer["status"] == OPEN_ERROR:
-        why = " ".join(answer["warnings"][-1:]) or "it cannot be opened"
-        return f"{why} (is this user in the group of the device file?)"
+        return "its device file cannot be opened (is this user in the group of the file?)"
     if answer["status"] >= NOT_STARTED:
         return answer["message"] or f"mvk ended with status {answer['status']}"
     return " ".join([answer["message"] or f"status {answer['status']}", *answer["warnings"][-1:]])
+
+
+def holder(answer):
+    """Who holds a busy device, as mvk says. A lock file that cannot be opened is not waited for."""
+    said = re.search(r"is occupied by: (.*)", "\n".join(answer["warnings"]))
+    if said and said[1].startswith(UNOPENED):
+        file = said[1].removeprefix(UNOPENED)
+        raise Refusal(f"The lock file {file} cannot be opened: is this user in its group?")
+    return f"process {said[1]} holds it" if said else "another run holds it"
 
 
 class Call:
@@ -91,7 +101,7 @@ class Call:
         self.check_interruption()
         answer = self.ask_once(words)
         while answer["status"] == OCCUPIED:
-            self.wait(f"{who} is busy: {' '.join(answer['warnings'][-1:])}")
+            self.wait(f"{who} is busy: {holder(answer)}")
             answer = self.ask_once(words)
         if sent and not failure(answer):
             self.sent = sent

@@ -93,7 +93,8 @@ def drive_device(call, changer, library, number, options):
     without; table, the path of another table than the usual one, None without.
     """
     devices, node = options["devices"], options["node"]
-    claims = []
+    told = told_address(call, changer, library, number)
+    claims = [(told, f"{told} by the library")] if told else []
     table = drive_table(options["table"], changer, devices)
     for source, name in (
         (f"the table {options['table'] or TABLE}", table.get(f"drive {number}")),
@@ -104,12 +105,9 @@ def drive_device(call, changer, library, number, options):
             if device["address"] not in tape_drives():
                 raise Refusal(f"Drive {number}: {name} is no tape drive")
             claims.append((device["address"], f"{device['address']} ({name}) by {source}"))
-    told = told_address(call, changer, library, number)
-    if told:
-        claims.append((told, f"{told} by the library"))
-    if len({address for address, _ in claims}) > 1:
-        sides = ", but ".join(text for _, text in reversed(claims))
-        raise Refusal(f"Drive {number} is {sides}: correct its drive index or archive device")
+    for address, text in claims[1:]:
+        if address != claims[0][0]:
+            raise Refusal(f"Drive {number} is {claims[0][1]}, but {text}: correct what is wrong")
     return find_device(claims[0][0], devices) if claims else None
 
 

@@ -4,11 +4,20 @@ Each looks before it moves, sends nothing when that shows that it cannot be done
 """
 
 from .ask import OCCUPIED
-from .changer_call import Refusal, failure
+from .changer_call import Refusal, failure, holder
 from .changer_drives import await_ready, await_release, drive_device
 from .changer_library import cartridge, read_library, unmoved
 from .devices import NOTHING_KNOWN
 from .library import failures
+
+IOCTL_ERROR, SIGNALLED = 3, 128  # mvk's exit status when a request failed; and from there a signal
+
+
+def may_have_gone_out(answer):
+    """Whether a move that failed can be at the device all the same: mvk could not write or read, or
+    a signal of others ended it."""
+    unread = answer["status"] == IOCTL_ERROR and answer["name"] == "ERROR"
+    return unread or answer["status"] > SIGNALLED
 
 
 def carry(call, changer, plan, prepare):
@@ -30,9 +39,9 @@ def carry(call, changer, plan, prepare):
         answer = call.ask_once([changer, "hm", *map(str, addresses)])
         if answer["status"] != OCCUPIED:
             break
-        call.wait(f"The changer {changer} is busy: {' '.join(answer['warnings'][-1:])}")
-    if "move" not in answer:
-        reason = failure(answer) or "no move was tried"
+        call.wait(f"The changer {changer} is busy: {holder(answer)}")
+    reason = failure(answer)
+    if reason and not may_have_gone_out(answer):
         raise Refusal(f"The changer {changer} cannot move: {reason}")
     call.sent = f"the move of {cartridge(source)} {road} went out, and was not looked at"
     call.check_interruption()
@@ -41,7 +50,8 @@ def carry(call, changer, plan, prepare):
     except Refusal as refusal:
         raise Refusal(f"{refusal}; {call.sent}") from None
     if failures(before.listing, after.listing, answer["move"]):
-        raise Refusal(unmoved(before, after, answer["move"]))
+        mvk_said = f" (mvk said: {reason})" if reason else ""
+        raise Refusal(unmoved(before, after, answer["move"]) + mvk_said)
     call.sent = f"{cartridge(source)} went {road}"
 
 
