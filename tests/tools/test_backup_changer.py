@@ -75,8 +75,9 @@ def test_a_session(lab):
 
 
 # A label that would be another line; a cartridge whose slot is not told stands at the first free one.
-def test_labels_and_unknown_sources(lab):
-    text = re.sub(r"(= A00001\nplace =) 4096", r"\1 257", DEFAULT.read_text())
+@pytest.mark.parametrize("source", ["", "\nsource = 4097", "\nsource = 300"])
+def test_labels_and_unknown_sources(lab, source):
+    text = re.sub(r"(= A00001\nplace =) 4096", rf"\1 257{source}", DEFAULT.read_text())
     library(lab, text.replace("A00002", "1:F 9:X").replace("= A00003\n", '= A 3\xe9:\n'))
     assert change(lab, "0030 list") == (0, "1:A00001\n2:1?F?9?X\n3:A?3???\n8:CLN005\n")
     lines = change(lab, "0030 listall")[1].splitlines()
@@ -86,7 +87,16 @@ def test_labels_and_unknown_sources(lab):
     assert change(lab, "0030 unload 1 /dev/nst1 1") == (0, where)
 
 
-# Drives at another host than the library are not what it tells: then the table or the node counts.
+# What a library tells for its drives is not believed when it is the same for all.
+def test_a_library_that_tells_the_same(lab):
+    same = "".join(f"echo ID=0040 Tape Drive {drive} in Loader 0030\n" for drive in (0, 1))
+    (lab.home / "mvk").write_text(f'#!/bin/sh\n[ "$3" = scsi ] || exec mvk "$@"\n{same}')
+    (lab.home / "mvk").chmod(0o755)
+    lab.env["MVK"] = f"{lab.home}/mvk"
+    assert change(lab, "0030 load 1 /dev/nst1 1") == (0, "")
+
+
+# Nor are drives at another host than the library what it tells: then the table or the node counts.
 def test_a_library_that_does_not_tell(lab):
     library(lab, re.sub("address = 0:0:([45])", r"address = 1:0:\1", DEFAULT.read_text()))
     (lab.home / "table").write_text("[0030]\ndrive 0 = 1:0:5:0\n")

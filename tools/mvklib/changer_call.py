@@ -48,11 +48,12 @@ def holder(answer):
 
 
 class Call:
-    """The patience and the log of a call, and whether something went out to move a cartridge."""
+    """The patience and the log of a call; sent: what went out to move a cartridge, as the operator
+    reads it, None for nothing; waits: how often there was a pause."""
 
     def __init__(self, patience, log_file):
         self.patience, self.end = patience, time.monotonic() + patience
-        self.sent = None
+        self.sent, self.waits = None, 0
         self.log = None
         if log_file is not None:
             try:
@@ -82,6 +83,7 @@ class Call:
         self.check_interruption()
         if time.monotonic() >= self.end:
             raise Refusal(f"{reason} (waited {self.patience} seconds)")
+        self.waits += 1
         time.sleep(PAUSE)
 
     def ask_once(self, words):

@@ -54,7 +54,7 @@ def drive_table(path, changer, devices):
     parser = configparser.RawConfigParser(delimiters=("=",), comment_prefixes=("#", ";"))
     try:
         with open(path or TABLE, encoding="latin-1") as file:
-            parser.read_string(file.read(TABLE_MAX))
+            parser.read_string(file.read(TABLE_MAX), path or TABLE)
     except FileNotFoundError:
         if path is None:
             return {}

@@ -129,7 +129,10 @@ def unload(call, changer, options):
     def prepare(library):
         number = library.drive(options["drive"])
         device = find_drive(call, changer, library, number, options)
+        waits = call.waits
         await_release(call, number, device)
+        if call.waits > waits:  # what the first look has shown may be over
+            plan(read_library(call, changer))
         tape, who = cartridge(library.drives[number]), f"Drive {number} ({device['address']})"
         sent = f"{tape} was unloaded in drive {number} and is still there"
         answer = call.ask([device["address"], "u"], who, sent)
