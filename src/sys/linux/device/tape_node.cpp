@@ -45,10 +45,11 @@ static void vAskNode(const char* cpDev, TAPE_NODE* pNode)
     pNode->bAsked = true;
     const int iFD = open(cpDev, O_RDWR | O_NONBLOCK);
     if (iFD < 0) {
-        pNode->iResult = 2;
+        pNode->iResult = DEVICE_OPEN_ERROR;
         return;
     }
-    pNode->iResult = ioctl(iFD, SCSI_IOCTL_GET_IDLUN, pNode->uiAddress) < 0 ? 3 : 0;
+    if (ioctl(iFD, SCSI_IOCTL_GET_IDLUN, pNode->uiAddress) < 0)
+        pNode->iResult = IOCTL_ERROR;
     close(iFD);
     pNode->strAddress = strAddressOfWord(pNode->uiAddress[0]);
 }
@@ -60,7 +61,7 @@ static int iCompareID(const TAPE_NODE* pNode, const char* cpDev, const char* cpB
     const unsigned long long* ullNumbers = pNode->strAddress.ullNumbers;
     char szBus[iADDRESS_SIZE];
     if (pNode->iResult != 0) {
-        if (bShow && pNode->iResult == 2)
+        if (bShow && pNode->iResult == DEVICE_OPEN_ERROR)
             printf("COULD NOT OPEN %s\n", cpDev);
         else if (bShow)
             printf("COULD NOT GET DEVICE INFORMATION\n");

@@ -10,7 +10,7 @@ enum { iTAPE_NODES = 16 };
 // asked once.
 struct TAPE_NODE {
     bool bAsked;
-    int iResult;               // 0, 2 (not opened) or 3 (no address), as iLinuxGetTapeBusInfo
+    int iResult;               // 0, or why there is no address, as iLinuxGetTapeBusInfo has it
     unsigned int uiAddress[2]; // the kernel's words
     SCSI_ADDRESS strAddress;
 };
@@ -24,8 +24,9 @@ bool bFindTapeNode(TAPE_NODE* pNodes, const LISTING_ENTRY* pEntry, char* cpPath,
 // replaces the ID by its path; leaves the ID when there is none.
 void vLinuxScanTape(int iMax, char* cpTape, int iReport);
 
-// Returns 0 when the tape device cpDev has the SCSI ID cpBus, -1 when it has another, 2 when it
-// cannot be opened, 3 when its address cannot be read. Prints only for iReport 1 to 10.
+// Returns 0 when the tape device cpDev has the SCSI ID cpBus, -1 when it has another,
+// DEVICE_OPEN_ERROR when it cannot be opened, IOCTL_ERROR when its address cannot be read. Prints
+// only for iReport 1 to 10.
 int iLinuxGetTapeBusInfo(const char* cpDev, const char* cpBus, int iReport);
 
 // Returns the result of stat(2) on cpFile, 0 when it exists; for iShow >= 1 prints what it found.
