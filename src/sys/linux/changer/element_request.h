@@ -19,8 +19,9 @@ struct ELEMENT_PASSES {
 
 // Sends the command until the device has filled the buffer, three times at most. Returns the last
 // status; prints a warning for each failure. More is to be asked for when the last try failed
-// because the device has more than a pass takes; and when the others failed because of that and the
-// last looks complete, since some devices fit their count to what was asked for.
+// because the device has more than a pass takes and the reply that said so came whole; and when the
+// others failed because of that and the last looks complete, since some devices fit their count to
+// what was asked for.
 int iReadPasses(ELEMENT_PASSES* pPasses, int iReport);
 
 // Reads what the passes could not take: in one transfer, or else in parts. Prints nothing of what

@@ -39,6 +39,7 @@ struct JOINED_STEP {
     int iCame;   // how far it came before zeros cut it, else its size
 };
 
+// Returns the elements of a type (1 to 4).
 JOINED_TYPE* pJoinedType(JOINED_REPORT* pReport, int iType);
 
 // Notes that elements of a type (1 to 4) come next, unless they have been noted.

@@ -19,7 +19,8 @@ int SCSI_ExecuteCommand(int DeviceFD, DIRECTION Direction, const unsigned char* 
 void slow_bzero(unsigned char* cpBuffer, int iLength);
 void slow_memcopy(const unsigned char* cpSource, unsigned char* cpTarget, int iLength);
 
-// Sends one command, like iLinuxScsiCmd (mvk.h) and with the same arguments.
-// Returns 0, DEVICE_OPEN_ERROR or IOCTL_ERROR.
+// Sends one command, like iLinuxScsiCmd (scsi/executor.h) and with the same arguments; cpSense
+// receives what RequestSense did. What selection refuses is opened all the same. Returns 0,
+// DEVICE_OPEN_ERROR or IOCTL_ERROR, and prints what the functions above do.
 int iXLinuxScsiCmd(const unsigned char* cpCDB, int iCDBSize, unsigned char* cpBuf, int iBufSize,
                    int iIOFlag, unsigned char* cpSense, int iSenseSize, int iReport);
