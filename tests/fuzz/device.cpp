@@ -21,6 +21,7 @@ static int iProgram()
         cpArguments.push_back(gcpTexts[0] + i);
     cpArguments.push_back(nullptr);
     cpArguments.shrink_to_fit();
+    gstrDevice = {};
     return iMvkMain((int)cpArguments.size() - 1, cpArguments.data());
 }
 

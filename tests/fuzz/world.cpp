@@ -10,9 +10,8 @@
 // Forgets what the input before has left in the process.
 static void vForget()
 {
-    gcHeader[2] = 0x81; // no listing
-    gszDev[0] = '\0';
-    iLinuxGetID("linux_proc_scsi", 0);
+    gstrDevice = {};
+    gstrTold = {};
     strLog = {};
     for (int i = 0; i < 9; i++)
         WRITE_TRACE(&strLog, "-"); // an exit leaves the trace indented

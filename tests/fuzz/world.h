@@ -9,17 +9,24 @@
 //   ten texts   four operands, five files, the environment; each ends with two bytes 0xFF
 //   the rest    what the calls deliver, in their order
 // 0 is the ordinary answer to every call, also behind the end of the input.
+//
+// What a run was told is remembered: no byte may go to anything but the device that it named.
 #pragma once
+
+#include "device/device.h"
 
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <linux/major.h>
 #include <setjmp.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <string>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <time.h>
 #include <unistd.h>
 #include <vector>
@@ -35,9 +42,29 @@ inline char* gcpTexts[10]; // each in memory of just its size and a NUL
 inline size_t guiSizes[10];
 inline const unsigned char* gcpNext; // what the next call delivers
 inline const unsigned char* gcpEnd;
-inline char gcOpen[16]; // a character for each descriptor that is open
+inline char gcOpen[16]; // a character for each descriptor that is open, 'd' for the run's device
 inline int giStreams;   // open streams and directories
 inline jmp_buf gstrExit;
+
+// What the run was told.
+struct FUZZ_TOLD {
+    std::string szPath;  // the path that was looked at last
+    struct stat strFile; // what it is; zeros when that failed
+    int iNamed = -1;     // n of sg<n>, when the run was given a node of it
+    bool bNumber;        // the open device has the number of the pinned one
+    bool bAddress;       // since it was opened sysfs had the pinned address for this number
+    int iListed = -1;    // the generic device that a folder named last, till it is asked for
+    bool bGeneric;       // sysfs had the address of such a device
+};
+
+inline FUZZ_TOLD gstrTold;
+
+// Returns n for a node of the generic device sg<n>, otherwise -1.
+inline int iFuzzGeneric(const struct stat* pFile)
+{
+    const bool bGeneric = S_ISCHR(pFile->st_mode) && major(pFile->st_rdev) == SCSI_GENERIC_MAJOR;
+    return bGeneric ? (int)minor(pFile->st_rdev) : -1;
+}
 
 inline unsigned char cFuzzByte()
 {
@@ -71,7 +98,7 @@ inline int iFuzzCall(const char* cpPath, ...)
 inline int iFuzzCallOn(int iFD, bool bStaysOpen, ...)
 {
     REQUIRE(gcOpen[iFD] != '\0');
-    gcOpen[iFD] = bStaysOpen ? 'o' : '\0';
+    gcOpen[iFD] = bStaysOpen ? gcOpen[iFD] : '\0';
     return iFuzzCall("");
 }
 
@@ -80,20 +107,53 @@ inline mode_t iFuzzMask(mode_t)
     return 022;
 }
 
-inline int iFuzzOpen(const char* cpPath, ...)
+// A run's device is opened after a look at it, and only as a stand-in, a generic node or, when the
+// run is pinned, that very one; what has the form of an ID or address never.
+inline void vFuzzJudgeOpen(const char* cpPath)
 {
+    const struct stat* pFile = &gstrTold.strFile;
+    const int iGeneric = iFuzzGeneric(pFile);
+    const bool bMemory = major(pFile->st_rdev) == MEM_MAJOR &&
+                         memchr("\3\5\7", (int)minor(pFile->st_rdev), 3) != nullptr;
+    int iEnds[2] = {};
+    sscanf(cpPath, "%*[0-9]%n:%*[0-9]:%*[0-9]:%*[0-9]%n", &iEnds[0], &iEnds[1]);
+    for (const int iEnd : iEnds)
+        REQUIRE(iEnd == 0 || cpPath[iEnd] != '\0');
+    REQUIRE(gstrTold.szPath == cpPath && !S_ISBLK(pFile->st_mode));
+    REQUIRE(!S_ISCHR(pFile->st_mode) || iGeneric >= 0 || bMemory);
+    REQUIRE(!gstrDevice.bPinned || pFile->st_mode == 0 || iGeneric == gstrDevice.iNumber);
+    gstrTold.bNumber = gstrTold.bAddress = false;
+}
+
+// A name is the device that its number says. Where sysfs knows a generic device the scan opens no
+// tape.
+inline int iFuzzOpen(const char* cpPath, int iFlags, ...)
+{
+    const bool bDevice =
+        iFlags == O_RDWR && gstrDevice.szName[0] != '\0' && strcmp(cpPath, gstrDevice.szDev) == 0;
+    if (bDevice)
+        vFuzzJudgeOpen(cpPath);
+    const bool bPinnedByName = gstrDevice.bPinned && gstrTold.iNamed >= 0;
+    REQUIRE(!bPinnedByName || gstrTold.iNamed == gstrDevice.iNumber);
+    REQUIRE(bDevice || !gstrTold.bGeneric || strncmp(cpPath, "/dev/nst", 8) != 0);
     const int iFD = iFuzzCall(cpPath) != 0 ? -1 : (int)strlen(gcOpen); // the lowest that is free
     if (iFD >= 0)
-        gcOpen[iFD] = 'o';
+        gcOpen[iFD] = bDevice ? 'd' : 'o';
     return iFD;
 }
 
-// Two bytes are kind and links. The ordinary answer is a file with one link.
-inline int iFuzzStat(int iFailed, struct stat* pStat)
+// Two bytes are kind and links. The ordinary answer is a file with one link. The second is the
+// device number as well: two bits for the major, six for the minor number.
+inline int iFuzzStat(int iFailed, struct stat* pStat, char cOpen = 'o')
 {
+    static const unsigned int uiMajors[] = {0, SCSI_GENERIC_MAJOR, SCSI_TAPE_MAJOR, MEM_MAJOR};
     *pStat = {};
     pStat->st_mode = ((mode_t)cFuzzByte() << 12 ^ S_IFREG) | 0644;
-    pStat->st_nlink = (cFuzzByte() + 1) % 256;
+    const unsigned char cNumber = cFuzzByte();
+    pStat->st_nlink = (cNumber + 1) % 256;
+    pStat->st_rdev = makedev(uiMajors[cNumber >> 6], cNumber & 0x3FU);
+    if (cOpen == 'd')
+        gstrTold.bNumber = iFailed == 0 && iFuzzGeneric(pStat) == gstrDevice.iNumber;
     return iFailed;
 }
 
@@ -114,6 +174,8 @@ inline ssize_t iFuzzRead(int iFD, void* pBuffer, size_t uiCount)
 inline ssize_t iFuzzWrite(void* pOpen, const char* cpBuffer, size_t uiCount)
 {
     REQUIRE(*(char*)pOpen != '\0');
+    if (*(char*)pOpen == 'd' && gstrDevice.bPinned)
+        REQUIRE(gstrTold.bNumber && gstrTold.bAddress);
     free(memcpy(malloc(uiCount), cpBuffer, uiCount));
     return iFuzzCall("") != 0 ? 0 : (ssize_t)(uiCount - (cFuzzByte() == 1));
 }
@@ -122,12 +184,18 @@ inline ssize_t iFuzzWrite(void* pOpen, const char* cpBuffer, size_t uiCount)
 // another every folder one that is shared. The nodes are asked like any call.
 inline int iFuzzStatPath(const char* cpPath, struct stat* pStat)
 {
-    if (strncmp(cpPath, "/dev/", 5) == 0)
-        return iFuzzStat(iFuzzCall(cpPath), pStat);
+    int iFailed = 0;
     *pStat = {};
     pStat->st_mode = (gcHeader[2] & 0x40) != 0 ? S_IFIFO : S_IFREG;
     pStat->st_mode |= (gcHeader[2] & 0x20) != 0 ? S_ISGID | S_IWGRP : 0;
-    return 0;
+    if (strncmp(cpPath, "/dev/", 5) == 0)
+        iFailed = iFuzzStat(iFuzzCall(cpPath), pStat);
+    gstrTold.szPath = cpPath;
+    gstrTold.strFile = iFailed == 0 ? *pStat : FUZZ_TOLD{}.strFile;
+    // The name is looked at before there is a file to open.
+    if (gstrDevice.szDev[0] == '\0' && gstrTold.szPath == gstrDevice.szName)
+        gstrTold.iNamed = iFuzzGeneric(&gstrTold.strFile);
+    return iFailed;
 }
 
 // A path holds the word of its file: the listing, a root file, a variable, sysfs, any other.
@@ -145,12 +213,32 @@ inline FILE* fpFuzzOpen(const char* cpPath, const char* cpMode)
                             : fmemopen(gcpTexts[4 + iFile], guiSizes[4 + iFile], "r");
 }
 
+// Bytes are what the link holds; as many as there is room for may be cut short.
+inline ssize_t iFuzzReadLink(const char* cpPath, char* cpLink, size_t uiRoom)
+{
+    SCSI_ADDRESS strAddress;
+    int iNumber = -1;
+    const size_t uiLength = iFuzzCall(cpPath) == 0 ? uiFuzzBytes(cpLink, uiRoom) : 0;
+    const std::string szLink(cpLink, uiLength < uiRoom ? uiLength : 0);
+    const bool bKnown = bReadAddress(szLink.c_str() + (szLink.rfind('/') + 1), &strAddress);
+    sscanf(cpPath, "/sys/class/scsi_generic/sg%d/device", &iNumber);
+    if (iNumber == gstrDevice.iNumber)
+        gstrTold.bAddress = bKnown && bSameAddress(&strAddress, &gstrDevice.strAddress);
+    gstrTold.bGeneric |= bKnown && iNumber == gstrTold.iListed;
+    gstrTold.iListed = iNumber == gstrTold.iListed ? -1 : gstrTold.iListed;
+    return uiLength > 0 ? (ssize_t)uiLength : -1;
+}
+
 // Bytes are a name; none end the directory.
 inline struct dirent* pFuzzEntry()
 {
     static struct dirent strEntry;
     strEntry = {};
-    return uiFuzzBytes(strEntry.d_name, sizeof(strEntry.d_name) - 1) > 0 ? &strEntry : nullptr;
+    const size_t uiLength = uiFuzzBytes(strEntry.d_name, sizeof(strEntry.d_name) - 1);
+    char szNumber[6], cBehind;
+    if (sscanf(strEntry.d_name, "sg%5[0-9]%c", szNumber, &cBehind) == 1)
+        gstrTold.iListed = atoi(szNumber);
+    return uiLength > 0 ? &strEntry : nullptr;
 }
 
 #ifdef MVK_FUZZ_PRODUCT
@@ -170,14 +258,14 @@ inline struct dirent* pFuzzEntry()
 #define ioctl(iFD, uiRequest, pValue) (uiFuzzBytes(pValue, sizeof(int)), iFuzzCallOn(iFD, true))
 #define read(...) iFuzzRead(__VA_ARGS__)
 #define write(iFD, pBuffer, uiCount) iFuzzWrite(gcOpen + (iFD), (const char*)(pBuffer), uiCount)
-#define fstat(iFD, pStat) iFuzzStat(iFuzzCallOn(iFD, true), pStat)
+#define fstat(iFD, pStat) iFuzzStat(iFuzzCallOn(iFD, true), pStat, gcOpen[iFD])
 #define stat(cpPath, pStat) iFuzzStatPath(cpPath, pStat)
 #define lstat(cpPath, pStat) iFuzzStat(iFuzzCall(cpPath), pStat)
-#define readlink(cpPath, ...) (iFuzzCall(cpPath) != 0 ? -1 : (ssize_t)uiFuzzBytes(__VA_ARGS__))
+#define readlink(...) iFuzzReadLink(__VA_ARGS__)
 #define access(...) iFuzzCall(__VA_ARGS__)
 #define mkdir(...) iFuzzCall(__VA_ARGS__)
 #define unlink(...) iFuzzCall(__VA_ARGS__)
-#define system(...) iFuzzCall(__VA_ARGS__)
+#define system(...) (REQUIRE(!gstrTold.bGeneric), iFuzzCall(__VA_ARGS__))
 #define fopen(...) fpFuzzOpen(__VA_ARGS__)
 #define popen(...) fpFuzzOpen(__VA_ARGS__)
 #define fclose(fpStream) (giStreams--, fclose(fpStream))
