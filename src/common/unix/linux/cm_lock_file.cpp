@@ -43,7 +43,7 @@ static void vHeal(int iFD, const struct stat* pStatus, const struct stat* pFolde
 {
     // What has another group than the folder was not made there.
     if (pStatus->st_uid == geteuid() && pStatus->st_gid == pFolder->st_gid &&
-        (pStatus->st_mode & ALLPERMS) != iMode)
+        (pStatus->st_mode & 07777) != iMode)
         fchmod(iFD, iMode); // without success it is no worse than before
 }
 
