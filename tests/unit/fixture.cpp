@@ -3,7 +3,6 @@
 
 #include "cm_trace.h"
 
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
@@ -35,9 +34,6 @@ Product::Product()
     umask(0);
     giPid = 4711;
     gbNoPipe = gbNoDate = gbNoMemory = false;
-    guiIoctl = 1;
-    giDevice = -1;
-    gvBeforeOpen = nullptr;
     eLang = LANG_EN;
 }
 
@@ -48,13 +44,12 @@ Product::~Product()
     std::filesystem::remove_all(Folder);
 }
 
-// Leads the fixed paths in a path or a command into the folder.
+// Leads the fixed paths and the list of processes into the folder.
 static std::string szMoved(std::string szText)
 {
-    for (const std::string szFixed :
-         {"/etc/opt/tarvo/", "/etc/", "/proc/scsi/", "/tmp/mvk_", "/sys/class/", "/dev/"})
-        while (szText.find(szFixed) != std::string::npos)
-            szText.erase(szText.find(szFixed), szFixed.size());
+    for (const std::string szFixed : {"/etc/opt/tarvo/", "/etc/"})
+        if (szText.starts_with(szFixed))
+            szText.erase(0, szFixed.size());
     if (szText.starts_with("ps -e -A -o pid,command"))
         szText.replace(0, 23, "cat ps");
     return szText;
@@ -63,24 +58,13 @@ static std::string szMoved(std::string szText)
 extern "C" {
 FILE* __real_fopen(const char* cpFile, const char* cpMode);
 FILE* __real_popen(const char* cpCommand, const char* cpMode);
-int __real_system(const char* cpCommand);
 struct tm* __real_localtime(const time_t* pTime);
 
 time_t __wrap_time(time_t*) { return 981187507; }
 pid_t __real_getpid();
 pid_t __wrap_getpid() { return giPid != 0 ? giPid : __real_getpid(); }
 pid_t __wrap_getppid() { return giPid - 1; }
-int __wrap_system(const char* cp) { return __real_system(szMoved(cp).c_str()); }
 struct tm* __wrap_localtime(const time_t* p) { return gbNoDate ? nullptr : __real_localtime(p); }
-
-// As where there is no file of the time zone: what succeeds leaves an error number all the same.
-time_t __real_mktime(struct tm* p);
-time_t __wrap_mktime(struct tm* p)
-{
-    const time_t tTime = __real_mktime(p);
-    errno = ENOENT;
-    return tTime;
-}
 
 void* __real_calloc(size_t uiCount, size_t uiSize);
 void* __wrap_calloc(size_t uiCount, size_t uiSize)
@@ -91,29 +75,6 @@ void* __wrap_calloc(size_t uiCount, size_t uiSize)
 FILE* __wrap_fopen(const char* cpFile, const char* cpMode)
 {
     return __real_fopen(szMoved(cpFile).c_str(), cpMode);
-}
-
-int __real_open(const char* cpFile, int iFlags, mode_t Mode);
-int __wrap_open(const char* cpFile, int iFlags, mode_t Mode)
-{
-    if (gvBeforeOpen != nullptr)
-        gvBeforeOpen();
-    if (giDevice >= 0 && strcmp(cpFile, "sg") == 0)
-        return dup(giDevice);
-    return __real_open(szMoved(cpFile).c_str(), iFlags, Mode);
-}
-
-ssize_t __real_readlink(const char* cpLink, char* cpText, size_t uiSize);
-ssize_t __wrap_readlink(const char* cpLink, char* cpText, size_t uiSize)
-{
-    return __real_readlink(szMoved(cpLink).c_str(), cpText, uiSize);
-}
-
-int __wrap_ioctl(int, unsigned long, unsigned int* pWord)
-{
-    errno = ENOTTY;
-    *pWord = guiIoctl = *pWord != 0 ? *pWord : guiIoctl;
-    return guiIoctl != 0 ? 0 : -1;
 }
 
 FILE* __wrap_popen(const char* cpCommand, const char* cpMode)

@@ -6,8 +6,8 @@
 #include <string>
 
 // A test whose current folder holds kq.ini and the directories named there: ini, lgc, work, glbv.
-// The product's files below /etc, /proc/scsi, /tmp, /sys/class and /dev lie in the folder itself,
-// and the list of processes is its file "ps".
+// The product's files below /etc lie in the folder itself, and the list of processes is its file
+// "ps".
 class Product : public testing::Test {
 protected:
     Product();
@@ -29,12 +29,6 @@ inline int giPid;
 inline bool gbNoPipe;
 inline bool gbNoDate;
 inline bool gbNoMemory;
-// What happens before a file is opened (nothing).
-inline void (*gvBeforeOpen)();
-// What the device file "sg" leads to (-1: it is a file like others).
-inline int giDevice;
-// The word that ioctl took last, or gives; it fails with 0 (1).
-inline unsigned int guiIoctl;
 
 using testing::internal::CaptureStderr;
 using testing::internal::CaptureStdout;

@@ -1,8 +1,6 @@
-// What a person reads of a result: sense data, and statuses that no operation returns.
+// What a person reads of sense data.
 #include "fixture.h"
 
-#include "mvk.h"
-#include "scsi/executor.h"
 #include "scsi/sense.h"
 
 // Bytes 0 to 3, and the code in bytes 12 and 13.
@@ -40,16 +38,4 @@ TEST_P(Sense, Text)
     CaptureStdout();
     vScsiSenseData((const unsigned char*)szSense.data(), GetParam().iReport);
     EXPECT_EQ(GetCapturedStdout(), GetParam().cpOutput);
-}
-
-TEST(Result, Line)
-{
-    CaptureStderr();
-    for (int iStatus : {0, 8, 11, 12, -1})
-        EXPECT_EQ(iReturnState(iStatus), iStatus);
-    EXPECT_EQ(GetCapturedStderr(), "STATUS=SUCCESS MSG=\"OK\"\n"
-                                   "STATUS=ERROR MSG=\"BUFFER_ERROR\"\n"
-                                   "STATUS=ERROR MSG=\"DEVICE_BUSY\"\n"
-                                   "STATUS=ERROR MSG=\"unknown error code: 12\"\n"
-                                   "STATUS=ERROR MSG=\"unknown error code: -1\"\n");
 }

@@ -29,22 +29,18 @@ TEST_F(Store, WritesAndReads)
     EXPECT_EQ(GetCapturedStderr(), "");
 }
 
-// The texts for a service that does not exist, and without a configuration.
-TEST_F(Store, Languages)
+TEST_F(Store, DirectoryIsNotConfigured)
 {
-    const std::string szTexts[][2] = {
-        {"?? invalid service x", "Fatal software error FILE=../cm_hal_unix LINE"},
-        {"?? ungültiger Parameter x", "Fataler Software Fehler FILE=../cm_hal_unix ZEILE"},
-        {"?? ungültiga Parameter x", "do is a ganz a groba Fälla in FILE=../cm_hal_unix ZEILE"},
-        {"?? Le Parametre x est erroné", "Fatal software error FILE=../cm_hal_unix LINE"},
+    const std::string szTexts[] = {
+        "Fatal software error FILE=../cm_hal_unix LINE",
+        "Fataler Software Fehler FILE=../cm_hal_unix ZEILE",
+        "do is a ganz a groba Fälla in FILE=../cm_hal_unix ZEILE",
+        "Fatal software error FILE=../cm_hal_unix LINE",
     };
-    for (const bool bConfigured : {true, false}) {
-        for (int i : {0, 1, 2, 3}) {
-            eLang = (LANGUAGES)i;
-            EXPECT_EQ(szGlbv('x', "n"),
-                      bConfigured ? szTexts[i][0] : szTexts[i][1] + "=249 ( error reading kq_ini)");
-        }
-        vWrite("kq.ini", "");
+    vWrite("kq.ini", "");
+    for (int i : {0, 1, 2, 3}) {
+        eLang = (LANGUAGES)i;
+        EXPECT_EQ(szGlbv('r', "n"), szTexts[i] + "=249 ( error reading kq_ini)");
     }
 }
 

@@ -3,8 +3,6 @@
 
 #include "cm_trace.h"
 
-#include <string.h>
-
 #define AT " 9:05:07# "
 
 // The record writes into the file "t" and to standard error.
@@ -36,17 +34,14 @@ TEST_F(Trace, ParentProcessIsUnknown)
                   ": Too many open files\n");
 }
 
-// Fifteen levels are indented; on the way back the indentation shrinks from one level more.
-TEST_F(Trace, Nesting)
+TEST_F(Trace, Indents)
 {
-    strTrace.iVerify = 0;
-    for (int i = 0; i < 17; i++)
-        WRITE_TRACE(&strTrace, "+");
-    EXPECT_EQ(strlen(strTrace.szIns), 30U);
-    for (size_t ui : {30, 30, 28, 26, 24, 22, 20, 18, 16, 14, 12, 10, 8, 6, 4, 2, 0, 0}) {
-        WRITE_TRACE(&strTrace, "-");
-        EXPECT_EQ(strlen(strTrace.szIns), ui);
-    }
+    CaptureStderr();
+    WRITE_TRACE(&strTrace, "+in %d", 5);
+    WRITE_TRACE(&strTrace, "inside");
+    WRITE_TRACE(&strTrace, "-out");
+    EXPECT_EQ(szRead("t"), AT "+in 5\n" AT "  inside\n" AT "-out\n");
+    EXPECT_EQ(GetCapturedStderr(), szRead("t"));
 }
 
 TEST_F(Trace, LongLineWithoutCalendar)
@@ -58,32 +53,4 @@ TEST_F(Trace, LongLineWithoutCalendar)
     WRITE_TRACE(&strTrace, "next");
     EXPECT_EQ(szRead("t"), " 0:00:00# " + szX + "\n 0:00:00# next\n");
     EXPECT_EQ(GetCapturedStderr(), szRead("t"));
-}
-
-// The compiler would refuse a format made here, and "COPY_FILE" with an argument.
-static void (*const vTrace)(str_log*, const char*, ...) = WRITE_TRACE;
-
-TEST_F(Trace, LongFormatWithoutFile)
-{
-    strTrace.szFile[0] = '\0';
-    CaptureStderr();
-    vTrace(&strTrace, std::string(2000, 'x').c_str());
-    EXPECT_EQ(GetCapturedStderr(), AT + std::string(1012, 'x') + "\n");
-}
-
-TEST_F(Trace, CopiesFile)
-{
-    const std::string szX(253, 'x');
-    vWrite("copy", szX + "y%s\nlast");
-    CaptureStderr();
-    WRITE_TRACE(&strTrace, "+in %d", 5);
-    vTrace(&strTrace, "COPY_FILE", "copy");
-    vTrace(&strTrace, "COPY_FILE", "nil");
-    WRITE_TRACE(&strTrace, "-out");
-    EXPECT_EQ(GetCapturedStderr(), AT "+in 5\n" AT "  COPY_FILE\n" AT "  " + szX +
-                                       "\n" AT "  %s\n" AT "  las\n" AT "  COPY_FILE\n" AT
-                                       "File nil not found\n" AT "-out\n");
-    EXPECT_EQ(szRead("t"), AT "+in 5\n" AT "     " + szX +
-                               "\n" AT "     %s\n" AT "     las\n" AT "  File nil not found\n" AT
-                               "-out\n");
 }
