@@ -82,8 +82,9 @@ static RES_MODE strParseMode(const char* cpMode)
 // changer's ID, its host and channel, stand before the target. Only IDs tell them, not paths.
 static void vPrintDriveID(int u, unsigned int uiTarget)
 {
-    const int iBus = iBusLength(gszID);
-    if (iBus >= 0)
+    const int iLength = (int)strlen(gszID);
+    const int iBus = iLength == 3 || iLength == 4 ? iLength - 2 : gstrDevice.iBus;
+    if (iBus > 0)
         printf("ID=%.*s%x0 Tape Drive %d in Loader %s\n", iBus, gszID, uiTarget, u, gszID);
 }
 

@@ -49,7 +49,7 @@ static int iFindElement(const char* cpReference, int* ipAddress)
 }
 
 // Sends the command. cLun is the LUN field of the CDB.
-static int iMove(unsigned char cLun, int iTransport, int iSource, int iTarget, int iReport)
+static int iSendMove(unsigned char cLun, int iTransport, int iSource, int iTarget, int iReport)
 {
     unsigned char cCDB[12] = {
         0xA5,    // MOVE MEDIUM
@@ -91,7 +91,7 @@ int iScsiMoveMedium(const char* cpSource, const char* cpTarget, const char* cpTr
         return USAGE_ERROR;
     const unsigned char cLun = cLunField(iReport);
     printf("Try (transport=%d):(source=%d)>(target=%d)\n", iTransport, iSource, iTarget);
-    const int iStatus = iMove(cLun, iTransport, iSource, iTarget, iReport);
+    const int iStatus = iSendMove(cLun, iTransport, iSource, iTarget, iReport);
     if (iStatus == 0)
         printf("Moved (transport=%d):(source=%d)>(target=%d)\n", iTransport, iSource, iTarget);
     return iStatus;
@@ -102,7 +102,7 @@ int iScsiHardMoveMedium(const char* cpSource, const char* cpTarget, const char* 
 {
     printf("Try (transport=%s):(source=%s)>(target=%s)\n", cpTransport, cpSource, cpTarget);
     const int iStatus =
-        iMove(0, i_DECIMAL(cpTransport), i_DECIMAL(cpSource), i_DECIMAL(cpTarget), iReport);
+        iSendMove(0, i_DECIMAL(cpTransport), i_DECIMAL(cpSource), i_DECIMAL(cpTarget), iReport);
     if (iStatus == 0)
         printf("Moved (transport=%s):(source=%s)>(target=%s)\n", cpTransport, cpSource, cpTarget);
     return iStatus;

@@ -105,11 +105,14 @@ char cLunOf(const char* cpID)
     return uiLength == 3 || uiLength == 4 ? cpID[uiLength - 1] : '0';
 }
 
-int iBusLength(const char* cpID)
+int iBusLength(const SCSI_ADDRESS* pAddress, bool bHost)
 {
-    const size_t uiLength = strlen(cpID);
-    unsigned long long ullNumber = 0;
-    if (uiLength < 3 || (uiLength > 4 && *cpReadDigits(cpID, &ullNumber) != '\0'))
-        return -1;
-    return (int)uiLength - 2;
+    char szID[iID_SIZE];
+    char szRest[iID_SIZE];
+    const SCSI_ADDRESS strRest = {
+        {0, 0, pAddress->ullNumbers[TARGET], pAddress->ullNumbers[LUN]}
+    };
+    vWriteID(pAddress, bHost, szID);
+    vWriteID(&strRest, false, szRest);
+    return (int)strlen(szID) - ((int)strlen(szRest) - 1);
 }

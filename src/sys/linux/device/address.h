@@ -57,6 +57,5 @@ bool bWithoutHost(const char* cpID);
 // for anything longer or shorter.
 char cLunOf(const char* cpID);
 
-// Returns how many characters of an ID stand before target and LUN: host and channel, as far as the
-// ID has them; -1 for what is no ID.
-int iBusLength(const char* cpID);
+// Returns how many characters of an address's ID stand before the target.
+int iBusLength(const SCSI_ADDRESS* pAddress, bool bHost);

@@ -57,11 +57,14 @@ static void vReadColumns(const char* szLine, bool bHost, char (&szID)[iID_SIZE])
 
 // The host stands in full, then each number: one or two digits as their sum, like in the columns,
 // and more in full, as they stand.
-static void vReadWords(const DIGITS strNumbers[ADDRESS_NUMBERS], bool bHost, char (&szID)[iID_SIZE])
+static void vReadWords(const DIGITS strNumbers[ADDRESS_NUMBERS], bool bHost, LISTING_ENTRY* pEntry)
 {
+    char(&szID)[iID_SIZE] = pEntry->szID;
     szID[0] = '\0';
     for (int i = bHost ? HOST : CHANNEL; i < ADDRESS_NUMBERS; i++) {
         const DIGITS* pNumber = &strNumbers[i];
+        if (i == TARGET)
+            pEntry->iBus = (int)strlen(szID);
         char szDigits[iID_SIZE];
         int iSum = 0;
         for (int j = 0; j < pNumber->iCount; j++)
@@ -92,12 +95,13 @@ static void vReadHostLine(const char* szLine, bool bHost, LISTING_ENTRY* pEntry)
     DIGITS strNumbers[ADDRESS_NUMBERS];
     vFindNumbers(szLine, strNumbers);
     pEntry->iNum++;
+    pEntry->iBus = 0;
     pEntry->bByColumns = !bOutsideColumns(strNumbers);
     pEntry->bAddress = bTakeAddress(strNumbers, &pEntry->strAddress);
     if (pEntry->bByColumns)
         vReadColumns(szLine, bHost, pEntry->szID);
     else if (pEntry->bAddress)
-        vReadWords(strNumbers, bHost, pEntry->szID);
+        vReadWords(strNumbers, bHost, pEntry);
     else
         pEntry->szID[0] = '\0';
 }
@@ -114,6 +118,14 @@ static bool bWordBefore(const char* szLine, const char* cpColon, const char* cpW
     const size_t uiLength = strlen(cpWord);
     return (size_t)(cpColon - szLine) >= uiLength &&
            memcmp(cpColon - uiLength, cpWord, uiLength) == 0;
+}
+
+// Returns the kind of device that a type line names.
+static DEVICE_KIND eKindOf(const char* szLine)
+{
+    if (strstr(szLine, "Medium Changer") != nullptr)
+        return KIND_LOADER;
+    return strstr(szLine, "Sequential-Access") != nullptr ? KIND_TAPE : KIND_OTHER;
 }
 
 bool bReadListingLine(const char* szLine, bool bHost, LISTING_ENTRY* pEntry)
@@ -134,12 +146,7 @@ bool bReadListingLine(const char* szLine, bool bHost, LISTING_ENTRY* pEntry)
         vTakeField(pEntry->szModel, szLine, 25, 17);
         vTakeField(pEntry->szRevision, szLine, 47, 5);
     }
+    if (bTypeLine)
+        pEntry->eKind = eKindOf(szLine);
     return bTypeLine;
-}
-
-DEVICE_KIND eKindOf(const char* szLine)
-{
-    if (strstr(szLine, "Medium Changer") != nullptr)
-        return KIND_LOADER;
-    return strstr(szLine, "Sequential-Access") != nullptr ? KIND_TAPE : KIND_OTHER;
 }

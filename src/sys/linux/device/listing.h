@@ -15,17 +15,16 @@ enum DEVICE_KIND { KIND_LOADER, KIND_TAPE, KIND_OTHER };
 struct LISTING_ENTRY {
     char szID[iID_SIZE]; // empty when the host line does not give one
     bool bByColumns;     // the ID is made of the columns of the host line
+    int iBus;            // how many characters of any other ID stand before the target
     bool bAddress;       // strAddress is known
     SCSI_ADDRESS strAddress;
     char szVendor[16];
     char szModel[32];
     char szRevision[16];
-    int iNum; // number of the next entry: this one is iNum - 1
+    DEVICE_KIND eKind; // once the entry is complete
+    int iNum;          // number of the next entry: this one is iNum - 1
 };
 
 // Takes what one line says into the entry: a host line begins the next one. bHost: IDs begin with
 // the host. Returns true for the type line, which comes last and completes the entry.
 bool bReadListingLine(const char* szLine, bool bHost, LISTING_ENTRY* pEntry);
-
-// Returns the kind of device that a type line names.
-DEVICE_KIND eKindOf(const char* szLine);

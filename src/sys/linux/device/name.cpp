@@ -20,7 +20,7 @@ NAME_FORM eNameForm(const char* cpName)
     SCSI_ADDRESS strAddress;
     unsigned long long ullNumber = 0;
     const char* cpEnd = cpReadDigits(cpName, &ullNumber);
-    if (cpEnd > cpName && *cpEnd == '\0')
+    if (cpEnd > cpName && cpEnd[strspn(cpEnd, "-0123456789")] == '\0')
         return NAME_ID;
     return bReadAddress(cpName, &strAddress) ? NAME_ADDRESS : NAME_PATH;
 }

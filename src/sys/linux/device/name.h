@@ -4,7 +4,7 @@
 
 // The forms that a name can have.
 enum NAME_FORM {
-    NAME_ID,      // digits, as the scan prints them
+    NAME_ID,      // digits, as the scan prints them (a "-" comes from a blank in a torn line)
     NAME_ADDRESS, // host:channel:target:LUN
     NAME_PATH,    // anything else
 };

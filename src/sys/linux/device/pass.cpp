@@ -38,6 +38,7 @@ static bool bIsGivenNode(LISTING* pListing)
 static void vTakeNode(LISTING* pListing, const NODE_ADDRESS* pNode)
 {
     pListing->strSelected = *pNode;
+    pListing->iGiven = pNode->iNumber;
     gstrDevice.iNumber = pNode->iNumber;
     vNodePath(pNode->iNumber, gstrDevice.szName, gstrDevice.szDev, sizeof(gstrDevice.szDev));
 }
@@ -47,6 +48,7 @@ static void vTakeEntry(LISTING* pListing)
 {
     const LISTING_ENTRY* pEntry = &pListing->strEntry;
     pListing->bSelected = true;
+    gstrDevice.iBus = pEntry->iBus;
     if (strcmp(gstrDevice.szID, pEntry->szID) == 0) {
         TRACE_ABOVE(&strLog, 0, "device gszDev set to [%s]", gstrDevice.szDev);
         return;
@@ -76,18 +78,16 @@ static void vCountSharing(LISTING* pListing, const NODE_ADDRESS* pNode)
     if (!pNode->bKnown)
         return;
     pListing->iSharing++;
-    if (!gstrDevice.bChanges)
-        return;
     v_APPEND(pListing->szSharing, sizeof(pListing->szSharing), " ");
     v_APPEND(pListing->szSharing, sizeof(pListing->szSharing),
              cpWriteAddress(&pNode->strAddress, szAddress));
 }
 
 // The current entry has the ID of the device: it is selected when it is a loader or a drive.
-static void vSelectByID(LISTING* pListing, DEVICE_KIND eKind)
+static void vSelectByID(LISTING* pListing)
 {
     const LISTING_ENTRY* pEntry = &pListing->strEntry;
-    if (eKind != KIND_OTHER) {
+    if (pEntry->eKind != KIND_OTHER) {
         const NODE_ADDRESS strNode = strNodeOf(pEntry, &pListing->strNodes);
         vCountSharing(pListing, &strNode);
         // A path whose device sysfs does not know never becomes one that it knows.
@@ -99,47 +99,45 @@ static void vSelectByID(LISTING* pListing, DEVICE_KIND eKind)
     vTakeEntry(pListing);
 }
 
-// Completes the selection when the current entry, of which the type line has come, is the device.
-static void vSelect(LISTING* pListing, const char* szTypeLine)
+// The current entry is complete: completes the selection when it is the device.
+static void vTakeComplete(LISTING* pListing)
 {
-    if (pListing->strEntry.szID[0] == '\0')
+    const LISTING_ENTRY* pEntry = &pListing->strEntry;
+    if (pListing->bScan)
+        vScanEntry(&pListing->strScan, pEntry, &pListing->strNodes);
+    if (pEntry->szID[0] == '\0')
         return;
     if (gstrDevice.bAddress)
         vSelectByAddress(pListing);
-    else if (strcmp(gstrDevice.szID, pListing->strEntry.szID) == 0)
-        vSelectByID(pListing, eKindOf(szTypeLine));
+    else if (strcmp(gstrDevice.szID, pEntry->szID) == 0)
+        vSelectByID(pListing);
     else if (bIsGivenNode(pListing))
         vTakeEntry(pListing);
 }
 
-static void vTakeLine(LISTING* pListing, const char* szLine)
+// Reads the kernel's listing. What cannot be read to its end may not have named all devices.
+static void vReadKernel(LISTING* pListing, FILE* fpListing)
 {
-    if (!bReadListingLine(szLine, !bWithoutHost(gstrDevice.szID), &pListing->strEntry))
-        return;
-    if (pListing->bScan)
-        vScanEntry(&pListing->strScan, &pListing->strEntry, eKindOf(szLine), &pListing->strNodes);
-    vSelect(pListing, szLine);
+    char szLine[iLISTING_LINE_SIZE];
+    while (fgets(szLine, sizeof(szLine), fpListing) != nullptr) {
+        if (bReadListingLine(szLine, !bWithoutHost(gstrDevice.szID), &pListing->strEntry))
+            vTakeComplete(pListing);
+    }
+    pListing->bCut = ferror(fpListing) != 0;
 }
 
-// Goes through the listing as the kernel would give it. Identity and type of a device are five
-// files: they are read for a scan and for the devices that have the ID. Returns false when sysfs
-// knows none.
+// Goes through the devices of sysfs in the place of a listing. Identity and type of a device are
+// four files: they are read for a scan and for the devices that have the ID. Returns false when
+// sysfs knows none.
 static bool bReadSysfs(LISTING* pListing)
 {
     vReadGenericNodes(&pListing->strNodes);
     for (int i = 0; i < pListing->strNodes.iCount; i++) {
         const GENERIC_NODE* pNode = &pListing->strNodes.pNodes[i];
-        char szLine[iLISTING_LINE_SIZE];
-        vHostLine(pNode, szLine);
-        vTakeLine(pListing, szLine);
-        if (!pListing->bScan && strcmp(gstrDevice.szID, pListing->strEntry.szID) != 0) {
-            vTakeLine(pListing, "  Type:\n");
-            continue;
-        }
-        vVendorLine(pNode, szLine);
-        vTakeLine(pListing, szLine);
-        vTypeLine(pNode, szLine);
-        vTakeLine(pListing, szLine);
+        vTakeGeneric(pNode, !bWithoutHost(gstrDevice.szID), &pListing->strEntry);
+        if (pListing->bScan || strcmp(gstrDevice.szID, pListing->strEntry.szID) == 0)
+            vDescribeGeneric(pNode, &pListing->strEntry);
+        vTakeComplete(pListing);
     }
     return pListing->strNodes.iCount > 0;
 }
@@ -168,12 +166,11 @@ static void vEndPass(const LISTING* pListing)
 
 int iReadListing(LISTING* pListing)
 {
-    char szLine[iLISTING_LINE_SIZE];
     FILE* fpListing = fopen(szKERNEL_LISTING, "r");
     const bool bMissing = fpListing == nullptr && errno == ENOENT;
     pListing->iGiven = iNodeNumber(gstrDevice.szDev);
-    while (fpListing != nullptr && fgets(szLine, sizeof(szLine), fpListing) != nullptr)
-        vTakeLine(pListing, szLine);
+    if (fpListing != nullptr)
+        vReadKernel(pListing, fpListing);
     const bool bRead = fpListing != nullptr || (bMissing && bReadSysfs(pListing));
     if (fpListing != nullptr)
         fclose(fpListing);

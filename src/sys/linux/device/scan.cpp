@@ -54,9 +54,10 @@ static void vAskTapeNodes(SCAN* pScan, const LISTING_ENTRY* pEntry)
         v_COPY(pScan->szTapeDev, sizeof(pScan->szTapeDev), szNO_TAPE_NODE);
 }
 
-void vScanEntry(SCAN* pScan, const LISTING_ENTRY* pEntry, DEVICE_KIND eKind, GENERIC_NODES* pNodes)
+void vScanEntry(SCAN* pScan, const LISTING_ENTRY* pEntry, GENERIC_NODES* pNodes)
 {
     static const char szKinds[][10] = {"Loader: ", "Tape:   ", "other:  "};
+    const DEVICE_KIND eKind = pEntry->eKind;
     char szLoader[32] = "";
     vReadGenericNodes(pNodes);
     if (eKind == KIND_LOADER && pEntry->iNum > 0) {

@@ -16,4 +16,4 @@ struct SCAN {
 // Prints the line of an entry that is complete; a device without a node has "?" in its place.
 // pNodes is read. Where sysfs knows no generic device, a missing tape node is made and the nodes
 // are opened.
-void vScanEntry(SCAN* pScan, const LISTING_ENTRY* pEntry, DEVICE_KIND eKind, GENERIC_NODES* pNodes);
+void vScanEntry(SCAN* pScan, const LISTING_ENTRY* pEntry, GENERIC_NODES* pNodes);

@@ -13,9 +13,6 @@
 #include <string.h>
 #include <unistd.h>
 
-// Peripheral device types (SPC).
-enum { TYPE_TAPE = 1, TYPE_CHANGER = 8 };
-
 // Takes the device that a path leads to. A node of another driver, a link and an alias become the
 // path of the generic node, where that is in its place.
 static void vNamePath()
@@ -57,24 +54,17 @@ static void vJudgeSharing(const LISTING* pListing)
     if (pListing->iSharing < 2 || bWithoutHost(gstrDevice.szName))
         return;
     fprintf(stderr, "Warning: %s is the ID of %d devices, ", gstrDevice.szName, pListing->iSharing);
-    if (gstrDevice.bChanges) {
-        fprintf(stderr, "these are%s\n", pListing->szSharing);
-        gstrDevice.iRefusal = DEVICE_OPEN_ERROR;
-    } else {
+    if (gstrDevice.bPinned && !gstrDevice.bChanges)
         fprintf(stderr, "this is %s\n", cpWriteAddress(&gstrDevice.strAddress, szAddress));
-    }
+    else
+        fprintf(stderr, "these are%s\n", pListing->szSharing);
+    if (gstrDevice.bChanges)
+        gstrDevice.iRefusal = DEVICE_OPEN_ERROR;
 }
 
-// Judges what the first pass has found, before anything is sent.
-static void vJudge(const LISTING* pListing)
+// Only a loader or a drive is changed. pListing: the pass that found the device.
+static void vJudgeType(const LISTING* pListing)
 {
-    if (gstrDevice.bJudged)
-        return;
-    gstrDevice.bJudged = true;
-    if (gstrDevice.eForm == NAME_ID)
-        vJudgeSharing(pListing);
-    if (!gstrDevice.bChanges || gstrDevice.iRefusal != 0)
-        return;
     const int iType = gstrDevice.bPinned ? iTypeOfGeneric(gstrDevice.iNumber) : -1;
     if (gstrDevice.bPinned ? iType < 0 || iType == TYPE_TAPE || iType == TYPE_CHANGER
                            : !pListing->bOther)
@@ -84,14 +74,33 @@ static void vJudge(const LISTING* pListing)
     gstrDevice.iRefusal = NOTAPE_ERROR;
 }
 
-// One pass for a command, or for the scan. Returns 0, or -1 with a message.
-static int iPass(bool bScan, int iReport)
+// Judges what a pass has found, before anything is sent: once, where sysfs knows the device. Where
+// it could not be asked, or a listing was cut short, what was not seen may be what matters.
+static void vJudge(const LISTING* pListing)
+{
+    if (gstrDevice.bJudged || gstrDevice.iRefusal != 0)
+        return;
+    gstrDevice.bJudged = gstrDevice.bPinned;
+    if (gstrDevice.eForm == NAME_ID)
+        vJudgeSharing(pListing);
+    if (!gstrDevice.bChanges || gstrDevice.iRefusal != 0)
+        return;
+    vJudgeType(pListing);
+    if (gstrDevice.iRefusal != 0 || !(bSysfsIsDoubtful() || (gstrDevice.bPinned && pListing->bCut)))
+        return;
+    fprintf(stderr, "Warning: the devices cannot all be read, nothing is sent to %s\n",
+            gstrDevice.szName);
+    gstrDevice.iRefusal = DEVICE_OPEN_ERROR;
+}
+
+// One pass for a command, or for the scan. Returns 0, or -1 with a message unless bQuiet.
+static int iPass(bool bScan, bool bQuiet, int iReport)
 {
     LISTING strListing = {};
     strListing.bScan = bScan;
     strListing.strScan.iReport = iReport;
     const int iResult = iReadListing(&strListing);
-    if (iResult != 0)
+    if (iResult != 0 && !bQuiet)
         printf("iLinuxGetID() FAIL COULD NOT OPEN '%s'\n", szKERNEL_LISTING);
     vJudge(&strListing); // sysfs can know the device without the listing
     return iResult;
@@ -103,11 +112,11 @@ static void vLookAhead()
     LISTING strListing = {};
     const int iFlg = strLog.iFlg;
     vReadGenericNodes(&strListing.strNodes);
-    if (strListing.strNodes.iCount == 0)
-        return;
     strLog.iFlg = 0;
-    iReadListing(&strListing);
+    if (strListing.strNodes.iCount > 0)
+        iReadListing(&strListing);
     strLog.iFlg = iFlg;
+    vFreeGenericNodes(&strListing.strNodes);
 }
 
 void vNameDevice(const char* cpName, bool bChanges)
@@ -154,13 +163,14 @@ static const char* cpWhyNot()
     return gstrDevice.bPinned || bCounted ? "it is not the node of the device" : nullptr;
 }
 
-// Whether an open file is the pinned device: it has the number, and the number is still the
+// Whether an open file may be used: it is no other node than a generic one, whatever stat told
+// before, and where there is a pinned device it has its number, and the number is still the
 // device's.
-static bool bIsPinned(int iFD)
+static bool bMayUse(int iFD)
 {
-    if (!gstrDevice.bPinned)
-        return true;
     const FILE_FACTS strFacts = strLookAtOpen(iFD);
+    if (!gstrDevice.bPinned)
+        return strFacts.eKind != FILE_DEVICE;
     return strFacts.eKind == FILE_GENERIC && iGenericNumber(&strFacts) == gstrDevice.iNumber &&
            bPinHolds();
 }
@@ -171,9 +181,9 @@ int iOpenDevice()
         return -1; // an ID or address that leads to no node
     const char* cpReason = cpWhyNot();
     const int iFD = cpReason == nullptr ? open(gstrDevice.szDev, O_RDWR) : -1;
-    if (iFD >= 0 && !bIsPinned(iFD)) {
+    if (iFD >= 0 && !bMayUse(iFD)) {
         close(iFD);
-        cpReason = "another device has taken the node over";
+        cpReason = "what was opened is not the device";
     }
     if (cpReason == nullptr)
         return iFD;
@@ -184,7 +194,8 @@ int iOpenDevice()
 int iLinuxGetID(const char* cpMode, int iReport)
 {
     if (b_STARTS_WITH(cpMode, "linux_proc_scsi"))
-        return iPass(strcmp(cpMode, "linux_proc_scsi_scan") == 0, iReport);
+        return iPass(strcmp(cpMode, "linux_proc_scsi_scan") == 0,
+                     strcmp(cpMode, "linux_proc_scsi_quiet") == 0, iReport);
     if (strcmp(cpMode, "id") == 0)
         return iFindByPipeline();
     if (strcmp(cpMode, "generate") == 0)

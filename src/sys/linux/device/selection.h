@@ -19,13 +19,13 @@ void vOtherID(char (&szID)[iID_SIZE]);
 
 // Goes through the devices of /proc/scsi/scsi, or of sysfs on a kernel that is built without it,
 // and completes gszID and gszDev from each other (mode "linux_proc_scsi"), or prints the bus scan
-// as well ("linux_proc_scsi_scan"). Other modes: "id" finds the device through a shell pipeline,
-// "generate" and "remove" load and unload the generic driver. Where sysfs knows the selected
-// device, later calls of the run select no other one: when it is gone, gszDev becomes its ID.
-// An ID that several devices share, and a device that is neither loader nor drive, may set
-// gstrDevice.iRefusal, with a line on standard error.
-// Returns 0, -1 when the listing cannot be opened (said on standard output) or the pipeline failed,
-// -2 when the pipeline left no result.
+// as well ("linux_proc_scsi_scan"), or says nothing of a failure ("linux_proc_scsi_quiet"). Other
+// modes: "id" finds the device through a shell pipeline, "generate" and "remove" load and unload
+// the generic driver. Where sysfs knows the selected device, later calls of the run select no other
+// one: when it is gone, gszDev becomes its ID. An ID that several devices share, and a device that
+// is neither loader nor drive, may set gstrDevice.iRefusal, with a line on standard error. Returns
+// 0, -1 when the listing cannot be opened (said on standard output) or the pipeline failed, -2 when
+// the pipeline left no result.
 int iLinuxGetID(const char* cpMode, int iReport);
 
 // Opens the file that gszDev names, reading and writing. Nothing is opened for an ID or an address

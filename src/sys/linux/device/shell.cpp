@@ -58,10 +58,9 @@ int iExecFilter(const char* cpMode, const char* cpCmd)
         }
         if (!bReadListingLine(szLine, !bWithoutHost(gstrDevice.szID), &strEntry))
             continue;
-        const DEVICE_KIND eKind = eKindOf(szLine);
-        if (eKind != KIND_OTHER)
+        if (strEntry.eKind != KIND_OTHER)
             printf("ID=%s %s%s%s\n", strEntry.szID,
-                   eKind == KIND_LOADER ? "Loader: " : "Tape:   ", strEntry.szVendor,
+                   strEntry.eKind == KIND_LOADER ? "Loader: " : "Tape:   ", strEntry.szVendor,
                    strEntry.szModel);
     }
     return pclose(fpPipe);

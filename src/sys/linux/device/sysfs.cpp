@@ -2,9 +2,12 @@
 // which "device" is a link whose last part is the address and a folder with the identity.
 #include "device/sysfs.h"
 
+#include "device/device.h"
+
 #include "cm_common.h"
 
 #include <dirent.h>
+#include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -15,11 +18,46 @@ static const char szGENERIC[] = "/sys/class/scsi_generic";
 // More generic devices than the sg driver makes (its limit is 32768).
 static const int iGENERIC_MAX = 1 << 16;
 
+// Something was there but could not be read.
+static bool gbDoubtful;
+
+bool bSysfsIsDoubtful()
+{
+    return gbDoubtful;
+}
+
+// Notes that a call has failed, unless what it looked for is not there.
+static void vNoteFailure()
+{
+    gbDoubtful = gbDoubtful || (errno != ENOENT && errno != ENOTDIR);
+}
+
+// Opens a folder. Returns null without one.
+static DIR* pOpenFolder(const char* cpPath)
+{
+    DIR* pFolder = opendir(cpPath);
+    if (pFolder == nullptr)
+        vNoteFailure();
+    return pFolder;
+}
+
+// Returns the next entry of an open folder, null behind the last.
+static const struct dirent* pNextEntry(DIR* pFolder)
+{
+    errno = ENOENT; // the end of a folder leaves it alone
+    const struct dirent* pEntry = readdir(pFolder);
+    if (pEntry == nullptr)
+        vNoteFailure();
+    return pEntry;
+}
+
 // Reads the address at the end of the link szPath.
 static bool bLinkAddress(const char* szPath, SCSI_ADDRESS* pAddress)
 {
     char szLink[512];
     const ssize_t iLength = readlink(szPath, szLink, sizeof(szLink) - 1);
+    if (iLength < 0)
+        vNoteFailure();
     if (iLength <= 0 || iLength == (ssize_t)sizeof(szLink) - 1) // the end may be missing
         return false;
     szLink[iLength] = '\0';
@@ -53,11 +91,11 @@ static int iNumberBehind(const char* cpName, const char* cpPrefix)
 static int iFindNumber(const char* cpFolder, const char* cpPrefix)
 {
     int iNumber = -1;
-    DIR* pFolder = opendir(cpFolder);
+    DIR* pFolder = pOpenFolder(cpFolder);
     if (pFolder == nullptr)
         return -1;
-    for (const struct dirent* pEntry = readdir(pFolder); pEntry != nullptr && iNumber < 0;
-         pEntry = readdir(pFolder))
+    for (const struct dirent* pEntry = pNextEntry(pFolder); pEntry != nullptr && iNumber < 0;
+         pEntry = pNextEntry(pFolder))
         iNumber = iNumberBehind(pEntry->d_name, cpPrefix);
     closedir(pFolder);
     return iNumber;
@@ -76,11 +114,11 @@ int iGenericOfNode(bool bBlock, unsigned int uiMajor, unsigned int uiMinor)
 static int iMarkNumbers(unsigned char cNumbers[iGENERIC_MAX / 8])
 {
     int iCount = 0;
-    DIR* pFolder = opendir(szGENERIC);
+    DIR* pFolder = pOpenFolder(szGENERIC);
     if (pFolder == nullptr)
         return 0;
-    for (const struct dirent* pEntry = readdir(pFolder); pEntry != nullptr;
-         pEntry = readdir(pFolder)) {
+    for (const struct dirent* pEntry = pNextEntry(pFolder); pEntry != nullptr;
+         pEntry = pNextEntry(pFolder)) {
         const int iNumber = iNumberBehind(pEntry->d_name, "sg");
         if (iNumber >= 0) {
             cNumbers[iNumber / 8] |= (unsigned char)(1U << iNumber % 8);
@@ -139,10 +177,14 @@ static void vReadAttribute(int iNumber, const char* cpName, char* cpText, int iS
     snprintf(szPath, sizeof(szPath), "%s/sg%d/device/%s", szGENERIC, iNumber, cpName);
     cpText[0] = '\0';
     FILE* fpAttribute = fopen(szPath, "r");
-    if (fpAttribute == nullptr)
+    if (fpAttribute == nullptr) {
+        vNoteFailure();
         return;
-    if (fgets(cpText, iSize, fpAttribute) == nullptr)
+    }
+    if (fgets(cpText, iSize, fpAttribute) == nullptr) {
+        gbDoubtful = gbDoubtful || ferror(fpAttribute) != 0;
         cpText[0] = '\0';
+    }
     fclose(fpAttribute);
     i_CUT_LINE_FEED(cpText);
 }
@@ -177,47 +219,30 @@ TAPE_NODE_FACTS strTapeNodeOf(int iNumber)
     return strNode;
 }
 
-// The kernel's name of a peripheral device type (drivers/scsi/scsi.c, scsi_common.c).
-static const char* cpTypeName(unsigned int uiType)
-{
-    static const char szNames[][18] = {
-        "Direct-Access    ", "Sequential-Access", "Printer          ", "Processor        ",
-        "WORM             ", "CD-ROM           ", "Scanner          ", "Optical Device   ",
-        "Medium Changer   ", "Communications   ", "ASC IT8          ", "ASC IT8          ",
-        "RAID             ", "Enclosure        ", "Direct-Access-RBC", "Optical card     ",
-        "Bridge controller", "Object storage   ", "Automation/Drive ", "Security Manager ",
-        "Direct-Access-ZBC",
-    };
-    if (uiType == 0x1E)
-        return "Well-known LUN   ";
-    if (uiType == 0x1F)
-        return "No Device        ";
-    return uiType < sizeof(szNames) / sizeof(szNames[0]) ? szNames[uiType] : "Unknown          ";
-}
-
-void vHostLine(const GENERIC_NODE* pNode, char (&szLine)[iLISTING_LINE_SIZE])
+void vTakeGeneric(const GENERIC_NODE* pNode, bool bHost, LISTING_ENTRY* pEntry)
 {
     const unsigned long long* ullNumbers = pNode->strAddress.ullNumbers;
-    snprintf(szLine, sizeof(szLine), "Host: scsi%llu Channel: %02llu Id: %02llu Lun: %02llu\n",
-             ullNumbers[HOST], ullNumbers[CHANNEL], ullNumbers[TARGET], ullNumbers[LUN]);
+    pEntry->iNum++;
+    pEntry->bAddress = true;
+    pEntry->strAddress = pNode->strAddress;
+    pEntry->eKind = KIND_OTHER;
+    vWriteID(&pNode->strAddress, bHost, pEntry->szID);
+    pEntry->bByColumns = ullNumbers[HOST] < 10 && ullNumbers[CHANNEL] < 100 &&
+                         ullNumbers[TARGET] < 100 && ullNumbers[LUN] < 100;
+    pEntry->iBus = pEntry->bByColumns ? 0 : iBusLength(&pNode->strAddress, bHost);
 }
 
-void vVendorLine(const GENERIC_NODE* pNode, char (&szLine)[iLISTING_LINE_SIZE])
+void vDescribeGeneric(const GENERIC_NODE* pNode, LISTING_ENTRY* pEntry)
 {
     char szVendor[10], szModel[18], szRevision[6];
+    const int iType = iTypeOfGeneric(pNode->iNumber);
     vReadIdentity(pNode->iNumber, "vendor", szVendor, sizeof(szVendor));
     vReadIdentity(pNode->iNumber, "model", szModel, sizeof(szModel));
     vReadIdentity(pNode->iNumber, "rev", szRevision, sizeof(szRevision));
-    snprintf(szLine, sizeof(szLine), "  Vendor: %-8.8s Model: %-16.16s Rev: %-4.4s\n", szVendor,
-             szModel, szRevision);
-}
-
-void vTypeLine(const GENERIC_NODE* pNode, char (&szLine)[iLISTING_LINE_SIZE])
-{
-    char szLevel[12];
-    vReadAttribute(pNode->iNumber, "scsi_level", szLevel, sizeof(szLevel));
-    const int iLevel = i_DECIMAL(szLevel);
-    snprintf(szLine, sizeof(szLine), "  Type:   %s                ANSI  SCSI revision: %02x%s\n",
-             cpTypeName((unsigned int)iTypeOfGeneric(pNode->iNumber)),
-             (unsigned int)(iLevel > 1 ? iLevel - 1 : iLevel), iLevel == 2 ? " CCS" : "");
+    snprintf(pEntry->szVendor, sizeof(pEntry->szVendor), " %-8.8s", szVendor);
+    snprintf(pEntry->szModel, sizeof(pEntry->szModel), " %-16.16s", szModel);
+    snprintf(pEntry->szRevision, sizeof(pEntry->szRevision), " %-4.4s", szRevision);
+    pEntry->eKind = iType == TYPE_CHANGER ? KIND_LOADER
+                    : iType == TYPE_TAPE  ? KIND_TAPE
+                                          : KIND_OTHER;
 }

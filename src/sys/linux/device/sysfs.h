@@ -48,8 +48,13 @@ int iFindGenericNode(GENERIC_NODES* pNodes, const SCSI_ADDRESS* pAddress);
 // Releases the list; it is as before vReadGenericNodes then.
 void vFreeGenericNodes(GENERIC_NODES* pNodes);
 
-// Write the lines of the kernel's listing for a generic device, each with its line feed. What sysfs
-// does not tell is left blank (layout: the kernel's drivers/scsi/scsi_proc.c).
-void vHostLine(const GENERIC_NODE* pNode, char (&szLine)[iLISTING_LINE_SIZE]);
-void vVendorLine(const GENERIC_NODE* pNode, char (&szLine)[iLISTING_LINE_SIZE]);
-void vTypeLine(const GENERIC_NODE* pNode, char (&szLine)[iLISTING_LINE_SIZE]);
+// Begins the next entry of a listing with a generic device: its number, ID and address.
+void vTakeGeneric(const GENERIC_NODE* pNode, bool bHost, LISTING_ENTRY* pEntry);
+
+// Completes that entry with what else the device tells: identity, as wide as the listing has it,
+// and kind. Reads four files.
+void vDescribeGeneric(const GENERIC_NODE* pNode, LISTING_ENTRY* pEntry);
+
+// Returns whether anything in sysfs that was there could not be read in this run: what was found
+// may not be all there is.
+bool bSysfsIsDoubtful();

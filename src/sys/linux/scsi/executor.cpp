@@ -231,7 +231,7 @@ static int iPerform(SCSI_REQUEST* pRequest, int iIOFlag, unsigned char* cpSense,
     const int iRequestSize = pRequest->iCDBSize + iAnswerSize;
     TRACE_ABOVE(&strLog, 1, "iLinuxScsiCmd 0x%x", pRequest->cpCDB[0]);
     // The selection is looked up again: nodes may have changed since the last command.
-    iLinuxGetID("linux_proc_scsi", pRequest->iReport);
+    iLinuxGetID(pRequest->bQuiet ? "linux_proc_scsi_quiet" : "linux_proc_scsi", pRequest->iReport);
     if (gstrDevice.iRefusal != 0)
         return gstrDevice.iRefusal;
     pRequest->iFD = iOpenDevice();

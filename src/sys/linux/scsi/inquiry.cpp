@@ -11,10 +11,6 @@
 
 static const int iBUF_SIZE = 255;
 
-// Peripheral device types, compared with their qualifier bits.
-static const unsigned char cTYPE_TAPE = 1;
-static const unsigned char cTYPE_CHANGER = 8;
-
 // The logical unit goes into the CDB the way SCSI-2 devices want it.
 static unsigned char cLunField()
 {
@@ -26,13 +22,11 @@ static unsigned char cLunField()
     return cField;
 }
 
+// The type is compared with its qualifier bits.
 static void vClassify(const unsigned char* cBuf)
 {
-    const bool bTape = cBuf[0] == cTYPE_TAPE;
-    v_COPY(gszTyp, sizeof(gszTyp),
-           bTape                      ? "tape"
-           : cBuf[0] == cTYPE_CHANGER ? "loader"
-                                      : "unknown");
+    const bool bTape = cBuf[0] == TYPE_TAPE;
+    v_COPY(gszTyp, sizeof(gszTyp), bTape ? "tape" : cBuf[0] == TYPE_CHANGER ? "loader" : "unknown");
     if (bTape)
         v_COPY(gszLoaderPresent, sizeof(gszLoaderPresent),
                cBuf[6] != 0 ? "(loader present)" : "(no loader)");
@@ -48,7 +42,7 @@ static void vDumpInquiry(const unsigned char* cBuf)
 // Prints vendor, product and revision as the device stores them, padding and NUL bytes included.
 static void vPrintIdentification(const unsigned char* cBuf)
 {
-    printf("ID=NONE %s", cBuf[0] == cTYPE_TAPE ? "Tape:    " : "Loader:  ");
+    printf("ID=NONE %s", cBuf[0] == TYPE_TAPE ? "Tape:    " : "Loader:  ");
     fwrite(cBuf + 8, 1, 24, stdout);
     putchar(' ');
     fwrite(cBuf + 32, 1, 4, stdout);
@@ -79,8 +73,8 @@ int iScsiInquiry(int iReport)
         vDumpInquiry(cBuf);
     if (iReport < REPORT_NORMAL)
         return iStatus;
-    if (cBuf[0] != cTYPE_TAPE && cBuf[0] != cTYPE_CHANGER)
+    if (cBuf[0] != TYPE_TAPE && cBuf[0] != TYPE_CHANGER)
         return NOTAPE_ERROR;
     vPrintIdentification(cBuf);
-    return cBuf[0] == cTYPE_TAPE ? 0 : iStatus;
+    return cBuf[0] == TYPE_TAPE ? 0 : iStatus;
 }
