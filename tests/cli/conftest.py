@@ -8,6 +8,7 @@ import re
 import struct
 import subprocess
 import textwrap
+import time
 from collections import namedtuple
 
 import pytest
@@ -172,6 +173,13 @@ class Lab:
         )
         process.log = log
         self.processes.append(process)
+        return process
+
+    # Begins a run, and returns its process as soon as it has sent a command or come to its end.
+    def start_until_sent(self, *args, **how):
+        process = self.start(*args, **how)
+        while process.poll() is None and not any(e.name == "write" for e in read_log(process.log)):
+            time.sleep(0.001)
         return process
 
     # One run to its end. replies: see script; scenario: further lines; sound: whether it must come

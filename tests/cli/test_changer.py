@@ -146,7 +146,6 @@ def slots(count, announced=None):
 # are found.
 LIARS = {
     "only a header": (slots(0, 40000), 5, 0),
-    "less than announced, for ever": (slots(700, 40000), 5, 700),
     "16 MB": (slots(700, 0xFFFFFF), 6, 700),
     "tiny descriptors": (report(page(2, bytes(range(1, 255)), length=1), size=60000), 5, 254),
     "no descriptors": (report(page(2, length=0, size=60000), size=60008), 5, 0),

@@ -2,7 +2,6 @@
 import os
 import re
 import signal
-import time
 
 import pytest
 from conftest import INQUIRY, OK, Run, assert_text
@@ -76,9 +75,7 @@ def test_debug_trace(lab):
 
 # A run that keeps its device busy: stopped while it waits for the first answer.
 def hold(lab):
-    process = lab.start("0030 i", scenario="delay * 1 300")
-    while " write " not in lab.read(process.log) and process.poll() is None:
-        time.sleep(0.001)
+    process = lab.start_until_sent("0030 i", scenario="delay * 1 300")
     process.send_signal(signal.SIGSTOP)
     assert lab.read(SEMAPHORE) == f"{process.pid} mvk"
     return process
@@ -127,6 +124,15 @@ def test_sixty_runs_at_once(lab):
     turns = [pid for pid, before in zip(pids, [0, *pids]) if pid != before]
     assert {run.status for run in runs} == {0, 9}
     assert len(turns) == len(set(turns)) > 1, "two runs overlapped at the device"
+
+
+def test_trace_beyond_2_gib(lab):
+    lab.trace_at(1)
+    trace = lab.home / "lgc/kq_mvk.lgc"
+    trace.touch()
+    os.truncate(trace, 2**31)
+    assert lab.run("0030 e").stderr == OK
+    assert trace.stat().st_size > 2**31
 
 
 @pytest.mark.parametrize("name", ["lgc/kq_mvk.lgc", "ini/debug.ini", "glbv/gv_mvk_adr_0030.sgv"])

@@ -69,7 +69,7 @@ def test_debug_lines_and_trace_of_the_status(lab):
 def test_page_dump(lab):
     stdout = """
     TRY MODE SENSE (6)
-    DATA LEN=40
+    DATA LEN=37
     DESCRIPTOR(S)=2
     4 BYTES...
     BLOCK DESCRIPTOR
@@ -95,14 +95,12 @@ def test_page_dump(lab):
     [27/0] "
     ...[29/2] A
     -----------------------------------
-    TANDBERG USER PAGE 0 LEN=1
-    ...-----------------------------------
     UNKNOWN CODE PAGE 24 LEN=1
     ...DELL ??? PAGE LEN=1
     ...DONE MODE SENSE (6)
     """
-    pages = b"\x10\0\0\x0f\2\x40\xe0\x22\1A\0\x21\1A\x24\1A\x1e\1AB"
-    reply = mode6(pages, b"\0\0\0\0\0\1\2\3" + bytes(7) + b"\4", 0x86, length=40)
+    pages = b"\x10\0\0\x0f\2\x40\xe0\x22\1A\0\x24\1A\x1e\1AB"
+    reply = mode6(pages, b"\0\0\0\0\0\1\2\3" + bytes(7) + b"\4", 0x86, length=37)
     lab.expect("0040 get", stdout, replies=[reply])
 
 

@@ -29,7 +29,6 @@ def test_life_of_a_variable(kq_glbv, tmp_path):
         assert kq_glbv("r", name) == kq_glbv("R", name) == (0, value + "\n", "") and not path.exists()
     assert kq_glbv("r", "gv_a/b") == (1, "", "kq_glbv: ?? GLBV gv_a_b not existing\n")
     (tmp_path / "gv_lines.sgv").write_text("12\n34\n")
-    assert kq_glbv("r", "gv_lines") == (0, "1234\n", "")
     for pattern, left in ("gv_l", ["gv_lines.sgv", "tarvo.ini"]), ("gv_l*", ["tarvo.ini"]), ("*", []):
         assert kq_glbv("d", pattern) == (0, "", "") and sorted(os.listdir(tmp_path)) == left
 

@@ -20,21 +20,17 @@ REPORTS = [
     ("/dev/sg1 i --indent", ("devices", 0, "id"), "0030"),
     ("0030 s", ("counts", 1), {"kind": "slot", "count": 8, "first": 4096}),
     ("0030 l", ("elements", 1), SLOT),
-    ("0030 e", ("elements", 1), {**SLOT, "label": None}),
     ("0030 e scsi", ("drives", 1), {"id": "0050", "number": 1, "loader": "0030", "tape": "/dev/nst1"}),
     ("0030 m s:0 d:0", ("move", "target"), 256),
     ("0040 -L", ("label",), {"layout": "2A", **LABEL}),
     ("0040 s", ("fields", "density_code"), 0x49),
     ("0040 read", ("attributes", 2, "value"), "49"),
-    ("0040 read medium_type", ("fields", "medium_type"), "Data medium"),
     ("0040 get", ("pages", 1, "name"), "DATA COMPRESSION PAGE"),
     ("0040 get", ("pages", 4, "bytes"), "210e" + b"EXAMPLE PAGE 0".hex()),
     ("0040 get_eeprom", ("eeprom",), "VENDORID EXAMPLE\nPRODUCTID TAPE DRIVE 1"),
-    ("0030 hm 256 4097 1", ("move", "source"), 256),
     ("0030 m q:0 d:0", ("message",), "USAGE_ERROR"),
     ("9999 i", ("lines",), ["Could not open 9999"] * 2),
     ("0030 i -- debug", ("trace", 0), "12:00:00# main(): debug info"),
-    ("-- --help", ("message",), "USAGE_ERROR"),
 ]
 HOSTILE = [b'STATUS=SUCCESS MSG="OK"\n', b"\nSlot         0(adr=4096,", b"\n", b'"\\', b"\xc3("]
 

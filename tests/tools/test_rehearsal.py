@@ -22,7 +22,6 @@ def test_a_configuration_of_its_own(lab):
 
 @pytest.mark.parametrize("command, reason", [
     ("sudo mvk 0030 m s:0 d:0", f"sudo {REAL} (the other way round: sudo mvk-sim ...)"),
-    ("/usr/bin/su -c true", f"su {REAL} (the other way round: su mvk-sim ...)"),
     ("env A=b doas true", f"doas {REAL} (the other way round: doas mvk-sim ...)"),
     ("./alias", f"alias {REAL} (the other way round: alias mvk-sim ...)"),
     ("./static", "{home}/static is statically linked: it would reach the real devices"),
