@@ -34,6 +34,7 @@ Product::Product()
     umask(0);
     giPid = 4711;
     gbNoPipe = gbNoDate = gbNoMemory = false;
+    guiAddress = 0;
     eLang = LANG_EN;
 }
 
@@ -75,6 +76,13 @@ void* __wrap_calloc(size_t uiCount, size_t uiSize)
 FILE* __wrap_fopen(const char* cpFile, const char* cpMode)
 {
     return __real_fopen(szMoved(cpFile).c_str(), cpMode);
+}
+
+int __wrap_ioctl(int, unsigned long, unsigned int* pWord)
+{
+    errno = ENOTTY;
+    *pWord = guiAddress;
+    return guiAddress != 0 ? 0 : -1;
 }
 
 FILE* __wrap_popen(const char* cpCommand, const char* cpMode)

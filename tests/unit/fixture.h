@@ -29,6 +29,8 @@ inline int giPid;
 inline bool gbNoPipe;
 inline bool gbNoDate;
 inline bool gbNoMemory;
+// The address word that ioctl gives; it fails with 0 (0).
+inline unsigned int guiAddress;
 
 using testing::internal::CaptureStderr;
 using testing::internal::CaptureStdout;

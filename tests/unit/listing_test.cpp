@@ -1,8 +1,10 @@
-// The kernel's listing of devices.
+// The kernel's listing of devices, and the address that a tape node tells.
 #include "fixture.h"
 
 #include "device/address.h"
 #include "device/listing.h"
+#include "device/run.h"
+#include "device/tape_node.h"
 
 // A line that is too short changes nothing, a number that is too large becomes the largest.
 TEST(Listing, Bounds)
@@ -16,10 +18,14 @@ TEST(Listing, Bounds)
     EXPECT_EQ(ull, ~0ULL);
 }
 
-// The kernel's address word names target, LUN, channel and host, from the lowest byte up.
-TEST(Listing, AddressWord)
+// What a node tells: nothing, as it cannot be opened or fails, or the address of a drive.
+TEST_F(Product, TapeNode)
 {
-    char szID[iADDRESS_SIZE];
-    const SCSI_ADDRESS strAddress = strAddressOfWord(0x01020304);
-    EXPECT_STREQ(cpFullID(&strAddress, szID), "1243");
+    vWrite("a", "");
+    guiAddress = 0x01020304; // host, channel, LUN and target
+    EXPECT_EQ(iLinuxGetTapeBusInfo("nil", "1243", 0), DEVICE_OPEN_ERROR);
+    EXPECT_EQ(iLinuxGetTapeBusInfo("a", "1234", 0), -1);
+    EXPECT_EQ(iLinuxGetTapeBusInfo("a", "1243", 0), 0);
+    guiAddress = 0;
+    EXPECT_EQ(iLinuxGetTapeBusInfo("a", "1243", 0), IOCTL_ERROR);
 }

@@ -135,6 +135,12 @@ TEST_F(Semaphore, DirectoryIsMissing)
     EXPECT_TRUE(std::filesystem::is_empty("lgc"));
 }
 
+TEST_F(Semaphore, FileCannotBeEmptied)
+{
+    strSema.hSema = 99; // no open file
+    EXPECT_EXIT(iEnd('-'), Fatal, "MSG=failed to truncate lock file: \\(9\\) ");
+}
+
 TEST_F(Semaphore, PlantedFile)
 {
     std::filesystem::create_directory("work/sem");
