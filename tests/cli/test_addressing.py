@@ -170,3 +170,14 @@ def test_not_opened(lab, name):
     assert lab.trace().count(f"[{name}] is not opened: ") == (2 if "/" in name else 0)
     assert lab.read("0099") == lab.read("0:0:9:0") == "untouched"
     assert lab.run("/dev/null erase").status == lab.run("./0099 erase").status == 3
+
+
+# An ID of five digits tells the bus of its drives when its host has two, not when a sum of digits has.
+@pytest.mark.parametrize(
+    "address, shown", [("0:0:19:0", ""), ("10:0:1:0", "ID=10000 Tape Drive 0 ")]
+)
+def test_bus_of_the_drives(lab, address, shown):
+    run = lab.run("scan", library=library(f"{address} changer") + "drives = 1 from 256\n")
+    device = run.stdout.split()[0].removeprefix("ID=")
+    assert len(device) == 5 and lab.run(f"{device} e scsi").stdout.startswith(shown)
+    assert bool(lab.run(f"{device} e scsi").stdout) == bool(shown)

@@ -155,6 +155,8 @@ def test_entry_without_address(lab):
     for device in set(shown) - {"0000", "0020", "0030"}:
         assert lab.run(f"{device} erase").sent == []
     assert {line.split()[0] for line in lab.run("/dev/sg3 r").sent} == {"sg3"}
+    unlisted = f"[library]\nlisting = none\n{spoof}"
+    assert {line.split()[0] for line in lab.run("/dev/sg2 r", library=unlisted).sent} == {"sg2"}
 
 
 RING = ["0020", "/dev/sg1", "0:0:2:0", "020"]

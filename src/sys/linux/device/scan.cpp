@@ -54,20 +54,29 @@ static void vAskTapeNodes(SCAN* pScan, const LISTING_ENTRY* pEntry)
         v_COPY(pScan->szTapeDev, sizeof(pScan->szTapeDev), szNO_TAPE_NODE);
 }
 
+// Finds the node of a drive.
+static void vFindTapeNode(SCAN* pScan, const LISTING_ENTRY* pEntry, GENERIC_NODES* pNodes)
+{
+    const NODE_ADDRESS strNode = strNodeOf(pEntry, pNodes);
+    if (!strNode.bKnown)
+        vReadGenericNodes(pNodes);
+    if (strNode.bKnown)
+        vTellTapeNode(strNode.iNumber, pScan->szTapeDev);
+    else if (pNodes->iCount > 0) // sysfs knows devices, but not this one
+        v_COPY(pScan->szTapeDev, sizeof(pScan->szTapeDev), szNO_TAPE_NODE);
+    else
+        vAskTapeNodes(pScan, pEntry);
+}
+
 void vScanEntry(SCAN* pScan, const LISTING_ENTRY* pEntry, GENERIC_NODES* pNodes)
 {
     static const char szKinds[][10] = {"Loader: ", "Tape:   ", "other:  "};
     const DEVICE_KIND eKind = pEntry->eKind;
     char szLoader[32] = "";
-    vReadGenericNodes(pNodes);
-    if (eKind == KIND_LOADER && pEntry->iNum > 0) {
+    if (eKind == KIND_LOADER && pEntry->iNum > 0)
         vNodePath(strNodeOf(pEntry, pNodes).iNumber, "/dev/sg?", szLoader, sizeof(szLoader));
-    } else if (eKind == KIND_TAPE && pNodes->iCount > 0) {
-        const NODE_ADDRESS strNode = strNodeOf(pEntry, pNodes);
-        vTellTapeNode(strNode.bKnown ? strNode.iNumber : -1, pScan->szTapeDev);
-    } else if (eKind == KIND_TAPE) {
-        vAskTapeNodes(pScan, pEntry);
-    }
+    else if (eKind == KIND_TAPE)
+        vFindTapeNode(pScan, pEntry, pNodes);
     printf("ID=%s %s%s%s", pEntry->szID, szKinds[eKind], pEntry->szVendor, pEntry->szModel);
     if (eKind != KIND_OTHER)
         printf("%s (%s)", pEntry->szRevision, eKind == KIND_LOADER ? szLoader : pScan->szTapeDev);
