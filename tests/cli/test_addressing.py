@@ -172,7 +172,7 @@ def test_not_opened(lab, name):
     assert lab.run("/dev/null erase").status == lab.run("./0099 erase").status == 3
 
 
-# An ID of five digits tells the bus of its drives when its host has two, not when a sum of digits has.
+# An ID of five digits tells the bus of its drives when its host has two, not when a sum has.
 @pytest.mark.parametrize(
     "address, shown", [("0:0:19:0", ""), ("10:0:1:0", "ID=10000 Tape Drive 0 ")]
 )

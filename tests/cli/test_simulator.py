@@ -1,5 +1,4 @@
 # The simulated library itself: what programs see of it, and what it refuses.
-import os
 import subprocess
 
 from conftest import BUILD, OK, assert_text, read_log
@@ -50,16 +49,6 @@ def test_medium(lab):
     assert "written = 0 6f6e650a\n" in lab.read("state")
     writes = [event.path for event in read_log(lab.home / "log") if event.name == "write"]
     assert writes == ["/dev/nst0a", "/dev/nst0a", "/dev/sda"]
-
-
-def test_folder_of_somebody_else(lab):
-    folder = f"/tmp/mvk-sim-1000{os.getpid()}"
-    os.mkdir(folder, 0o700)
-    lab.write("id", f"#!/bin/sh\necho 1000{os.getpid()}\n")  # the user's number
-    (lab.home / "id").chmod(0o755)
-    run = simulate(lab, "true", PATH=f"{lab.home}:{lab.env['PATH']}", HOME=None)
-    os.rmdir(folder)  # fails unless it is empty
-    assert run.returncode == 2 and folder in run.stderr
 
 
 def test_directive_without_a_turn(lab):

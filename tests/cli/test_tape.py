@@ -283,13 +283,6 @@ def test_label(lab, pieces, label):
     lab.expect("0040 L", stdout, replies=[b"", b"", tape_block(pieces)])
 
 
-def test_debug_lines_of_a_label(lab):
-    replies = [b"", b"", tape_block({0: b"2A"})]
-    lab.expect("0040 L debug", "...\n[0] 50\n[1] 65\nzel_label=\n...", replies=replies)
-    replies = [b"", b"", tape_block({0: b"TAPE", 94: b"X"})]
-    lab.expect("0040 L debug", "...gszCurCmd=mvk 0040 L debug \n\ngorvath...", replies=replies)
-
-
 def test_only_the_load_counts(lab):
     stdout = f"TRY LOAD TAPE\n{READ_ERROR}DONE LOAD TAPE\nTRY...{READ_ERROR}TRY READ\n{READ_ERROR}"
     lab.expect("0040 L", stdout, 3, replies=["read EIO"] * 3)
