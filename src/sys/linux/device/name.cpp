@@ -25,8 +25,12 @@ NAME_FORM eNameForm(const char* cpName)
     return bReadAddress(cpName, &strAddress) ? NAME_ADDRESS : NAME_PATH;
 }
 
+// No device has the number 0:0: a node of it cannot be opened, but what stands in for a device may
+// tell no better one.
 static bool bHarmless(const FILE_FACTS* pFacts)
 {
+    if (pFacts->uiMajor == 0 && pFacts->uiMinor == 0)
+        return true;
     return !pFacts->bBlock && pFacts->uiMajor == MEM_MAJOR &&
            (pFacts->uiMinor == uiMINOR_NULL || pFacts->uiMinor == uiMINOR_ZERO ||
             pFacts->uiMinor == uiMINOR_FULL);
