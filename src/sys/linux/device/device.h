@@ -20,6 +20,7 @@ struct DEVICE {
     bool bListed;      // the listing had the pinned device
     int iNumber;       // n of its generic device sg<n>, while bPinned
     SCSI_ADDRESS strAddress; // the device's, whatever is added or removed between commands
+    bool bCut;               // a listing could not be read to its end in this run
     bool bJudged;            // the first pass was judged
     int iRefusal;            // the status that ends the run before anything is sent, 0 for none
 };

@@ -123,7 +123,7 @@ static void vReadKernel(LISTING* pListing, FILE* fpListing)
         if (bReadListingLine(szLine, !bWithoutHost(gstrDevice.szID), &pListing->strEntry))
             vTakeComplete(pListing);
     }
-    pListing->bCut = ferror(fpListing) != 0;
+    gstrDevice.bCut = gstrDevice.bCut || ferror(fpListing) != 0;
 }
 
 // Goes through the devices of sysfs in the place of a listing. Identity and type of a device are

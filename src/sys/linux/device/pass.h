@@ -17,7 +17,6 @@ struct LISTING {
     NODE_ADDRESS strSelected; // its node
     int iSharing;             // loaders and drives with the ID that sysfs knows
     char szSharing[1024];     // their addresses, a blank before each,
-    bool bCut;                // the listing could not be read to its end
     bool bOther;              // a device of another type that sysfs knows has the ID
 };
 

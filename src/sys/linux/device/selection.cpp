@@ -86,7 +86,8 @@ static void vJudge(const LISTING* pListing)
     if (!gstrDevice.bChanges || gstrDevice.iRefusal != 0)
         return;
     vJudgeType(pListing);
-    if (gstrDevice.iRefusal != 0 || !(bSysfsIsDoubtful() || (gstrDevice.bPinned && pListing->bCut)))
+    if (gstrDevice.iRefusal != 0 ||
+        !(bSysfsIsDoubtful() || (gstrDevice.bPinned && gstrDevice.bCut)))
         return;
     fprintf(stderr, "Warning: the devices cannot all be read, nothing is sent to %s\n",
             gstrDevice.szName);
